@@ -1,0 +1,42 @@
+// Keeps host calls and teardown apart.
+#ifndef OSTREL_API_APIGATE_H_
+#define OSTREL_API_APIGATE_H_
+
+namespace Ostrel {
+
+// Every entry from the host (exports, facade slots, interceptor slots) passes
+// the gate; DestroyIOstrelConfig closes it and waits until the calls inside
+// have left before tearing anything down. A call that arrives while the gate
+// is closed is answered with its "nothing" result instead of touching objects
+// that are being destroyed.
+//
+// Entry costs two uncontended atomic operations on a counter of the calling
+// thread's own, so concurrent readers do not share a cache line.
+class ApiGate {
+ public:
+  // RAII pass: check open() before doing anything.
+  class Pass {
+   public:
+    Pass();
+    ~Pass();
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+    bool open() const { return entered_; }
+
+   private:
+    bool entered_;
+  };
+
+  // Closes the gate and returns once no call is inside. Calls that arrive
+  // afterwards are turned away until Reopen.
+  static void CloseAndDrain();
+  static void Reopen();
+
+  // True while the calling thread is inside a call (a listener running inside
+  // registerListener, for example).
+  static bool InsideOnThisThread();
+};
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_API_APIGATE_H_

@@ -1,0 +1,183 @@
+#include "api/OstrelConfigImpl.h"
+
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "api/ApiGate.h"
+#include "api/CString.h"
+#include "api/OConfig.h"
+#include "center/ConfigCenter.h"
+#include "host/LogManager.h"
+#include "host/StatisticsManager.h"
+#include "host/StorageManager.h"
+#include "net/NetworkManager.h"
+#include "update/EngineHooks.h"
+#include "update/TovraIntercept.h"
+
+namespace Ostrel {
+namespace {
+
+const char kTag[] = "Ostrel.OstrelConfigImpl";
+const char kPushServerId[] = "ostrel";
+
+std::string ToString(const char* text) { return text == nullptr ? std::string() : text; }
+
+// Runs body behind the gate; any exception becomes fallback plus a log line.
+template <typename Result, typename Body>
+Result Guarded(const char* method, Result fallback, Body body) {
+  ApiGate::Pass pass;
+  if (!pass.open()) return fallback;
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    LogError(method, kTag, std::string("failed: ") + e.what());
+  } catch (...) {
+    LogError(method, kTag, "failed");
+  }
+  return fallback;
+}
+
+template <typename Body>
+void GuardedVoid(const char* method, Body body) {
+  Guarded(method, 0, [&] {
+    body();
+    return 0;
+  });
+}
+
+}  // namespace
+
+// The facade has no state, so one object in static storage serves every
+// generation of the engine: a host that kept the pointer across teardown
+// still reaches a valid object.
+OstrelConfigImpl* OstrelConfigImpl::GetInstance() {
+  static OstrelConfigImpl instance;
+  return &instance;
+}
+
+void OstrelConfigImpl::DestroyInstance() {}
+
+bool OstrelConfigImpl::init(IOConfig* config) {
+  return Guarded("init", false, [&] {
+    if (config == nullptr) {
+      LogError("Init", "Ostrel.ConfigCenter", "init start , input param error");
+      return false;
+    }
+    // IOConfig objects come only from CreateIOConfig.
+    return ConfigCenter::GetInstance()->Init(static_cast<OConfig*>(config)->ToSettings());
+  });
+}
+
+char* OstrelConfigImpl::getConfig(const char* nameSpace, const char* key,
+                                  const char* defaultValue) {
+  if (nameSpace == nullptr || key == nullptr) return nullptr;
+  return Guarded("getConfig", static_cast<char*>(nullptr), [&]() -> char* {
+    std::string value;
+    if (ConfigCenter::GetInstance()->GetConfigValue(nameSpace, key, value)) {
+      return CopyToCString(value);
+    }
+    return DuplicateCString(defaultValue);
+  });
+}
+
+bool OstrelConfigImpl::forceCheckUpdate() {
+  Guarded("forceCheckUpdate", true, [] {
+    ConfigCenter::GetInstance()->ForceCheckUpdate();
+    return true;
+  });
+  return true;
+}
+
+char* OstrelConfigImpl::getConfigs(const char* nameSpace, int* count) {
+  if (count != nullptr) *count = 0;
+  return Guarded("getConfigs", static_cast<char*>(nullptr), [&]() -> char* {
+    int pairs = 0;
+    char* packed = ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), &pairs);
+    if (count != nullptr) *count = packed == nullptr ? 0 : pairs;
+    return packed;
+  });
+}
+
+char* OstrelConfigImpl::getCustomConfig(const char* nameSpace, const char* defaultValue) {
+  return Guarded("getCustomConfig", static_cast<char*>(nullptr), [&]() -> char* {
+    std::string content;
+    if (ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), content)) {
+      return CopyToCString(content);
+    }
+    return DuplicateCString(defaultValue);
+  });
+}
+
+void OstrelConfigImpl::registerListener(const char* nameSpace, IOConfigListener* listener) {
+  GuardedVoid("registerListener", [&] {
+    ConfigCenter::GetInstance()->RegisterListener(ToString(nameSpace), listener);
+  });
+}
+
+void OstrelConfigImpl::unregisterListener(const char* nameSpace, IOConfigListener* listener) {
+  GuardedVoid("unregisterListener", [&] {
+    ConfigCenter::GetInstance()->UnregisterListener(ToString(nameSpace), listener);
+  });
+}
+
+void OstrelConfigImpl::unregisterListeners(const char* nameSpace) {
+  GuardedVoid("unregisterListeners",
+              [&] { ConfigCenter::GetInstance()->UnregisterListeners(ToString(nameSpace)); });
+}
+
+void OstrelConfigImpl::setHttpClient(IOHttpClient* client) {
+  GuardedVoid("setHttpClient", [&] { NetworkManager::GetInstance()->SetHttpClient(client); });
+}
+
+void OstrelConfigImpl::setStatistics(IOStatistics* statistics) {
+  GuardedVoid("setStatistics",
+              [&] { StatisticsManager::GetInstance()->SetStatistics(statistics); });
+}
+
+void OstrelConfigImpl::setStorage(IOStorage* storage) {
+  GuardedVoid("setStorage", [&] { StorageManager::GetInstance()->SetStorage(storage); });
+}
+
+void OstrelConfigImpl::installLogger(IOLog* logger) {
+  GuardedVoid("installLogger", [&] { LogManager::GetInstance()->SetLogger(logger); });
+}
+
+void OstrelConfigImpl::changeLogLevel(int level) {
+  GuardedVoid("changeLogLevel", [&] { LogManager::GetInstance()->SetLevel(level); });
+}
+
+// Not gated: releasing memory touches no engine state and must work even
+// while the library is being torn down.
+void OstrelConfigImpl::freeConfigValue(char* value) { FreeCString(value); }
+
+IOIntercept* OstrelConfigImpl::getIntercept() {
+  return Guarded("getIntercept", static_cast<IOIntercept*>(nullptr),
+                 []() -> IOIntercept* { return new TovraIntercept(); });
+}
+
+// Not gated, like freeConfigValue: the interceptor is the host's object.
+void OstrelConfigImpl::releaseIntercept(IOIntercept* intercept) { delete intercept; }
+
+void OstrelConfigImpl::PeskUpdateNamespace(const char* serverId, const char* dataId,
+                                           char* data, int dataLength) {
+  (void)dataId;
+  GuardedVoid("PeskUpdateNamespace", [&] {
+    // The message need not be NUL-terminated: take exactly dataLength bytes.
+    std::string message;
+    if (data != nullptr && dataLength > 0) message.assign(data, static_cast<size_t>(dataLength));
+    const char* kMethod = "PeskUpdateNamespace";
+    LogInfo(kMethod, kTag, "PeskUpdateNamespace:" + message);
+    const std::string server = ToString(serverId);
+    if (server != kPushServerId) {
+      LogError(kMethod, kTag, "PeskUpdateNamespace: server id is not ostrel, but" + server);
+      return;
+    }
+    if (!EngineHooks::IsEngineReady()) {
+      LogError(kMethod, kTag, "PeskUpdateNamespace: ostrel did not init yet!!!");
+      return;
+    }
+  });
+}
+
+}  // namespace Ostrel

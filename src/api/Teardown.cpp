@@ -1,0 +1,41 @@
+#include "api/Teardown.h"
+
+#include <mutex>
+
+#include "api/ApiGate.h"
+#include "api/OstrelConfigImpl.h"
+#include "center/ConfigCenter.h"
+#include "center/OThreadPoolFactory.h"
+#include "host/LogManager.h"
+#include "host/StatisticsManager.h"
+#include "host/StorageManager.h"
+#include "net/NetworkManager.h"
+
+namespace Ostrel {
+namespace {
+
+const char kTag[] = "Ostrel.OstrelConfigImpl";
+
+std::mutex gTeardownMutex;
+
+}  // namespace
+
+void TearDownLibrary() {
+  if (TaskExecutor::IsWorkerThread() || ApiGate::InsideOnThisThread()) {
+    LogError("DestroyIOstrelConfig", kTag,
+             "DestroyIOstrelConfig refused: called from inside the library");
+    return;
+  }
+  std::lock_guard<std::mutex> lock(gTeardownMutex);
+  ApiGate::CloseAndDrain();
+  OThreadPoolFactory::DestroyInstance();
+  ConfigCenter::DestroyInstance();
+  NetworkManager::DestroyInstance();
+  LogManager::DestroyInstance();
+  StorageManager::DestroyInstance();
+  StatisticsManager::DestroyInstance();
+  OstrelConfigImpl::DestroyInstance();
+  ApiGate::Reopen();
+}
+
+}  // namespace Ostrel

@@ -1,0 +1,68 @@
+// A FIFO queue of named tasks served by a bounded set of worker threads.
+#ifndef OSTREL_CENTER_TASKEXECUTOR_H_
+#define OSTREL_CENTER_TASKEXECUTOR_H_
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "host/Mutex.h"
+
+namespace Ostrel {
+
+// Tasks run outside the lock, one per worker at a time, in posting order. With
+// one worker (as the library always builds them) tasks never overlap. A task
+// that throws is logged and never kills its worker. Shutdown lets the running
+// tasks finish, drops what is still queued and joins the workers; posting is
+// refused from then on.
+class TaskExecutor {
+ public:
+  using Task = std::function<void()>;
+
+  TaskExecutor(uint32_t minThreads, uint32_t maxThreads);
+  ~TaskExecutor();  // Shutdown()
+
+  TaskExecutor(const TaskExecutor&) = delete;
+  TaskExecutor& operator=(const TaskExecutor&) = delete;
+
+  // Queues task under name (used for logging only). False, without queuing,
+  // once the executor is stopped.
+  bool Post(Task task, std::string name);
+
+  // Idempotent. Must not be called from one of this executor's own workers.
+  void Shutdown();
+
+  // True on a worker thread of any executor.
+  static bool IsWorkerThread();
+
+ private:
+  void WorkerLoop();
+  void StartWorkerLocked() REQUIRES(mutex_);
+  static void RunTask(const Task& task, const std::string& name);
+
+  // Constant after construction.
+  const uint32_t minThreads_;
+  const uint32_t maxThreads_;
+
+  Mutex mutex_;
+  bool stopped_ GUARDED_BY(mutex_) = false;
+  uint32_t threadCount_ GUARDED_BY(mutex_) = 0;
+  uint32_t idleCount_ GUARDED_BY(mutex_) = 0;
+  std::condition_variable taskAvailable_;
+  std::list<std::pair<Task, std::string>> tasks_ GUARDED_BY(mutex_);
+  uint64_t taskCount_ GUARDED_BY(mutex_) = 0;
+  std::vector<std::thread> workers_ GUARDED_BY(mutex_);
+
+  // Serialises Shutdown calls; held while joining, never with mutex_.
+  std::mutex exitSync_;
+};
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_CENTER_TASKEXECUTOR_H_

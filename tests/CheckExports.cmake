@@ -1,0 +1,20 @@
+# Fails unless `nm -D --defined-only LIBRARY` lists exactly the six exports.
+execute_process(COMMAND nm -D --defined-only ${LIBRARY}
+                OUTPUT_VARIABLE _symbols RESULT_VARIABLE _result)
+if(NOT _result EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REGEX MATCHALL "[^\n]+" _lines "${_symbols}")
+set(_names)
+foreach(_line IN LISTS _lines)
+  string(REGEX REPLACE "^[0-9a-fA-F]* *[A-Za-z] " "" _name "${_line}")
+  list(APPEND _names ${_name})
+endforeach()
+list(SORT _names)
+set(_expected CreateIOConfig DestroyIOConfig DestroyIOstrelConfig GetIOstrelConfig
+              freeOstrelConfigValue getOstrelConfig)
+list(SORT _expected)
+if(NOT "${_names}" STREQUAL "${_expected}")
+  message(FATAL_ERROR "exported symbols differ:\n  got: ${_names}\n  expected: ${_expected}")
+endif()
+message(STATUS "exports: ${_names}")
