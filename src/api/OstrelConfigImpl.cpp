@@ -38,6 +38,15 @@ Result Guarded(const char* method, Result fallback, Body body) {
   return fallback;
 }
 
+// A lookup that falls back to a copy of defaultValue when it finds nothing,
+// throws, or meets the library in teardown: a read always answers.
+template <typename Lookup>
+char* LookupOrDefault(const char* method, const char* defaultValue, Lookup lookup) {
+  std::string value;
+  if (Guarded(method, false, [&] { return lookup(value); })) return CopyToCString(value);
+  return DuplicateCString(defaultValue);
+}
+
 template <typename Body>
 void GuardedVoid(const char* method, Body body) {
   Guarded(method, 0, [&] {
@@ -72,12 +81,8 @@ bool OstrelConfigImpl::init(IOConfig* config) {
 char* OstrelConfigImpl::getConfig(const char* nameSpace, const char* key,
                                   const char* defaultValue) {
   if (nameSpace == nullptr || key == nullptr) return nullptr;
-  return Guarded("getConfig", static_cast<char*>(nullptr), [&]() -> char* {
-    std::string value;
-    if (ConfigCenter::GetInstance()->GetConfigValue(nameSpace, key, value)) {
-      return CopyToCString(value);
-    }
-    return DuplicateCString(defaultValue);
+  return LookupOrDefault("getConfig", defaultValue, [&](std::string& value) {
+    return ConfigCenter::GetInstance()->GetConfigValue(nameSpace, key, value);
   });
 }
 
@@ -100,12 +105,8 @@ char* OstrelConfigImpl::getConfigs(const char* nameSpace, int* count) {
 }
 
 char* OstrelConfigImpl::getCustomConfig(const char* nameSpace, const char* defaultValue) {
-  return Guarded("getCustomConfig", static_cast<char*>(nullptr), [&]() -> char* {
-    std::string content;
-    if (ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), content)) {
-      return CopyToCString(content);
-    }
-    return DuplicateCString(defaultValue);
+  return LookupOrDefault("getCustomConfig", defaultValue, [&](std::string& content) {
+    return ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), content);
   });
 }
 

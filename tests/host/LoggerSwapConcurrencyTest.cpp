@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "CapturingLogger.h"
+#include "host/LogManager.h"
+
+namespace Ostrel {
+namespace {
+
+// Loggers and the threshold change while other threads log: every message
+// reaches one of the installed loggers or none, without a data race.
+TEST(LoggerSwapConcurrency, SwappingLoggerAndLevelWhileLogging) {
+  OstrelTest::CapturingLogger first, second;
+  LogManager manager;
+  manager.SetLevel(0);
+  std::atomic<bool> stop{false};
+  std::atomic<int> running{0};
+  std::vector<std::thread> writers;
+  for (int t = 0; t < 3; ++t) {
+    writers.emplace_back([&] {
+      ++running;
+      while (!stop) manager.Warn("T", "m", "message");
+    });
+  }
+  while (running < 3) std::this_thread::yield();
+  for (int i = 0; i < 20000; ++i) {
+    manager.SetLogger(i % 3 == 0 ? &first : i % 3 == 1 ? &second : nullptr);
+    manager.SetLevel(i % 4);
+  }
+  stop = true;
+  for (auto& writer : writers) writer.join();
+  EXPECT_GT(first.Lines().size() + second.Lines().size(), 0u);
+  for (const auto& line : first.Lines()) EXPECT_EQ(line.text, "message");
+  for (const auto& line : second.Lines()) EXPECT_EQ(line.text, "message");
+}
+
+}  // namespace
+}  // namespace Ostrel
