@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs a built tree into a scratch prefix and builds a consumer against
+# it twice: through find_package(OstrelSdk) and through pkg-config.
+# Usage: check-install.sh <build dir> <scratch dir>
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+build="$1"
+scratch="$2"
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
+
+consumer="$root/examples/consumer"
+cmake -S "$consumer" -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake --build "$scratch/cmake" >/dev/null
+LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/ostrel_consumer"
+
+flags="$(PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" pkg-config --cflags --libs ostrel-sdk)"
+# shellcheck disable=SC2086
+c++ -std=c++17 "$consumer/main.cpp" $flags -o "$scratch/pkgconfig-consumer"
+LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/pkgconfig-consumer"
+echo "install check passed"
