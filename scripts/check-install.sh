@@ -15,7 +15,7 @@ cmake -S "$consumer" -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$scratch/prefix" >
 cmake --build "$scratch/cmake" >/dev/null
 LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/cmake/ostrel_consumer"
 
-flags="$(PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" pkg-config --cflags --libs ostrel-sdk)"
+flags="$(PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" pkg-config --define-prefix --cflags --libs ostrel-sdk)"
 # shellcheck disable=SC2086
 c++ -std=c++17 "$consumer/main.cpp" $flags -o "$scratch/pkgconfig-consumer"
 LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/pkgconfig-consumer"

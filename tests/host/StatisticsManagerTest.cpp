@@ -1,0 +1,54 @@
+#include "host/StatisticsManager.h"
+
+#include <gtest/gtest.h>
+
+#include "Recorders.h"
+#include "host/Settings.h"
+
+namespace Ostrel {
+namespace {
+
+TEST(StatisticsManager, ForwardsBothSlotsInArgumentOrderAndDropsWithoutSink) {
+  OstrelTest::StatisticsRecorder recorder;
+  StatCommitSuccess(Stat::kModule, Stat::kConfigRate, "ns");  // no sink yet: dropped
+  StatisticsManager::GetInstance()->SetStatistics(&recorder);
+  StatCommitSuccess(Stat::kModule, Stat::kConfigRate, "ns");
+  StatCommitFail(Stat::kModule, Stat::kIndexRate, "index-1", "download error", "detail");
+  StatisticsManager::GetInstance()->SetStatistics(nullptr);
+  StatCommitFail(Stat::kModule, Stat::kIndexRate, "dropped", "", "");
+
+  const auto commits = recorder.Commits();
+  ASSERT_EQ(commits.size(), 2u);
+  EXPECT_TRUE(commits[0].success);
+  EXPECT_EQ(commits[0].module, "OstrelConfig");
+  EXPECT_EQ(commits[0].point, "config_rate");
+  EXPECT_EQ(commits[0].arg, "ns");
+  EXPECT_FALSE(commits[1].success);
+  EXPECT_EQ(commits[1].point, "index_rate");
+  EXPECT_EQ(commits[1].arg, "index-1");
+  EXPECT_EQ(commits[1].code, "download error");
+  EXPECT_EQ(commits[1].message, "detail");
+}
+
+TEST(EngineSettings, IndexIdentityFollowsSettingsAndIndexVersions) {
+  EngineSettings::Reset();
+  EXPECT_EQ(EngineSettings::IndexIdentity(), "||0|0");
+  Settings settings;
+  settings.appKey = "key";
+  settings.appVersion = "1.2";
+  EngineSettings::Replace(settings);
+  EXPECT_EQ(EngineSettings::IndexIdentity(), "key|1.2|0|0");
+  EngineSettings::SetIndexVersions("7", "12");
+  EXPECT_EQ(EngineSettings::IndexIdentity(), "key|1.2|7|12");
+  // A snapshot taken before a replace stays as it was.
+  auto before = EngineSettings::Current();
+  settings.appKey = "other";
+  EngineSettings::Replace(settings);
+  EXPECT_EQ(before->appKey, "key");
+  EXPECT_EQ(EngineSettings::Current()->appKey, "other");
+  EngineSettings::Reset();
+  EXPECT_EQ(EngineSettings::IndexIdentity(), "||0|0");
+}
+
+}  // namespace
+}  // namespace Ostrel
