@@ -2,8 +2,12 @@
 #ifndef OSTREL_NET_NETWORKMANAGER_H_
 #define OSTREL_NET_NETWORKMANAGER_H_
 
-#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <memory>
 
+#include "host/Mutex.h"
+#include "net/HttpResponse.h"
 #include "ostrel/IOHttp.h"
 
 namespace Ostrel {
@@ -16,12 +20,32 @@ class NetworkManager {
   NetworkManager() = default;
   virtual ~NetworkManager() = default;
 
-  void SetHttpClient(IOHttpClient* client) {
-    iHttpClient_.store(client, std::memory_order_release);
-  }
+  NetworkManager(const NetworkManager&) = delete;
+  NetworkManager& operator=(const NetworkManager&) = delete;
+
+  // Installs (or, with null, removes) the host client. Returns only once no
+  // exchange still runs on the previous client, so the host may delete it
+  // right afterwards. Called from inside a Send (the client replacing itself)
+  // it cannot wait for that Send and returns at once.
+  void SetHttpClient(IOHttpClient* client);
+
+  // One exchange through the host client, blocking the calling thread. Null
+  // (with one error line) when the request is null, no client is installed,
+  // or the client's Send fails or throws. Several threads may send at once;
+  // no lock is held while the client runs.
+  std::unique_ptr<HttpResponse> SendSyncHttpRequest(IOHttpRequest* aRequest);
 
  private:
-  std::atomic<IOHttpClient*> iHttpClient_{nullptr};  // not owned
+  bool IsInUse(IOHttpClient* client) const REQUIRES(mutex_) {
+    return activeSends_.count(client) != 0;
+  }
+
+  Mutex mutex_;
+  // Signalled whenever a client's last running exchange ends.
+  std::condition_variable idle_;
+  IOHttpClient* iHttpClient_ GUARDED_BY(mutex_) = nullptr;  // not owned
+  // Running exchanges per client; a client without any has no entry.
+  std::map<IOHttpClient*, int> activeSends_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Ostrel
