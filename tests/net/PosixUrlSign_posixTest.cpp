@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#ifdef OSTREL_TEST_SIGN_DIR
+
+#include <unistd.h>
+
+#include <string>
+
+#include "NetFixture.h"
+#include "TestSignature.h"
+#include "net/PosixUrlSign.h"
+
+namespace OstrelTest {
+namespace {
+
+using Ostrel::OstrelSign;
+using Ostrel::PosixUrlSign;
+
+std::string Expected(const char* appKey, const char* text) {
+  char signature[17];
+  OstrelTestSign::Signature(appKey, text, signature);
+  return signature;
+}
+
+TEST(PosixUrlSign, LibraryPathFromConfiguredDirectoryInUtf8) {
+  const struct {
+    std::wstring configured;
+    std::string path;
+  } cases[] = {
+      {L"/opt/sign", "/opt/sign/libKelsafeProxy.so"},
+      {L"/opt/sign/", "/opt/sign/libKelsafeProxy.so"},
+      {L"/opt/\u00e9t\u00e9/\U0001F511", "/opt/\xC3\xA9t\xC3\xA9/\xF0\x9F\x94\x91/libKelsafeProxy.so"},
+      {std::wstring(L"/x") + static_cast<wchar_t>(0xD800), "/x\xEF\xBF\xBD/libKelsafeProxy.so"},
+  };
+  for (const auto& c : cases) {
+    Ostrel::Settings settings;
+    settings.signLibraryPath = c.configured;
+    EXPECT_EQ(c.path, PosixUrlSign::LibraryPath(settings));
+  }
+}
+
+TEST(PosixUrlSign, LibraryPathDefaultsToTheExecutablesDirectory) {
+  const std::string path = PosixUrlSign::LibraryPath(Ostrel::Settings());
+  const std::string suffix = "/libKelsafeProxy.so";
+  ASSERT_GT(path.size(), suffix.size());
+  ASSERT_EQ(suffix, path.substr(path.size() - suffix.size()));
+  const std::string directory = path.substr(0, path.size() - suffix.size());
+  EXPECT_EQ(0, access((directory + "/ostrel_net_tests").c_str(), X_OK)) << directory;
+}
+
+class PosixUrlSignTest : public NetFixture {};
+
+TEST_F(PosixUrlSignTest, StartsOnFirstSignAndStopsAfterRelease) {
+  EXPECT_EQ(nullptr, OstrelSign::Peek());
+  Ostrel::IOstrelSign* signer = OstrelSign::GetInstance();
+  EXPECT_EQ(signer, OstrelSign::Peek());
+  EXPECT_EQ(Expected("k", "/p&k"), signer->Sign("k", "/p&k"));
+
+  signer->Release();
+  EXPECT_EQ("", signer->Sign("k", "/p&k"));
+  EXPECT_TRUE(signer->Init());
+  EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
+
+  OstrelSign::DestroyInstance();
+  EXPECT_EQ(nullptr, OstrelSign::Peek());
+  OstrelSign::DestroyInstance();
+}
+
+// A library that cannot be loaded costs one attempt, not one per request;
+// the next start looks again.
+TEST_F(PosixUrlSignTest, FailedStartIsRetriedOnlyByInit) {
+  settings.signLibraryPath = L"/nonexistent-ostrel-sign";
+  Publish();
+  Ostrel::IOstrelSign* signer = OstrelSign::GetInstance();
+  EXPECT_EQ("", signer->Sign("k", "t"));
+  EXPECT_EQ("", signer->Sign("k", "t"));
+  EXPECT_EQ(1u, logger.Count("Load /nonexistent-ostrel-sign/libKelsafeProxy.so error"));
+
+  EXPECT_FALSE(signer->Init());
+  EXPECT_EQ(2u, logger.Count("Load /nonexistent-ostrel-sign/libKelsafeProxy.so error"));
+  settings.signLibraryPath = Widen(OSTREL_TEST_SIGN_DIR);
+  Publish();
+  EXPECT_TRUE(signer->Init());
+  EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
+}
+
+}  // namespace
+}  // namespace OstrelTest
+
+#endif  // OSTREL_TEST_SIGN_DIR
