@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "NetFixture.h"
+#include "net/HttpRequest.h"
+
+#ifdef OSTREL_TEST_SIGN_DIR
+#include "TestSignature.h"
+#include "net/BaseAuthRequest.h"
+#endif
+
+namespace OstrelTest {
+namespace {
+
+using Ostrel::HttpRequest;
+using Ostrel::NetworkManager;
+
+// Holds every Send until Open is called.
+class GatedClient : public Ostrel::IOHttpClient {
+ public:
+  int Send(Ostrel::IOHttpRequest*, Ostrel::IOHttpResponse* response) override {
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++entered_;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return open_; });
+    response->SetSuccess(true);
+    finished_ = true;
+    return 0;
+  }
+  bool WaitEntered() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [this] { return entered_ > 0; });
+  }
+  void Open() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  bool finished() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return finished_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int entered_ = 0;
+  bool open_ = false;
+  bool finished_ = false;
+};
+
+class NetworkManagerConcurrencyTest : public NetFixture {};
+
+// After removing its client the host may delete it at once, so the removal
+// has to outlast every exchange still running on it.
+TEST_F(NetworkManagerConcurrencyTest, RemovingTheClientWaitsForRunningSends) {
+  GatedClient gated;
+  NetworkManager::GetInstance()->SetHttpClient(&gated);
+  auto send = std::async(std::launch::async, [] {
+    HttpRequest request;
+    return NetworkManager::GetInstance()->SendSyncHttpRequest(&request) != nullptr;
+  });
+  ASSERT_TRUE(gated.WaitEntered());
+
+  auto remove = std::async(std::launch::async, [&gated] {
+    NetworkManager::GetInstance()->SetHttpClient(nullptr);
+    return gated.finished();
+  });
+  EXPECT_EQ(std::future_status::timeout, remove.wait_for(std::chrono::milliseconds(100)));
+  // A send that starts now already sees no client.
+  HttpRequest late;
+  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&late));
+
+  gated.Open();
+  EXPECT_TRUE(send.get());
+  EXPECT_TRUE(remove.get());
+}
+
+#ifdef OSTREL_TEST_SIGN_DIR
+// Requests that start the signer lazily race the start-up's own start.
+TEST_F(NetworkManagerConcurrencyTest, SignedRequestsFromSeveralThreads) {
+  http.RoutePrefix("https://", ScriptedResponse());
+  constexpr int kThreads = 4;
+  constexpr int kRequestsEach = 25;
+  std::vector<std::future<int>> workers;
+  for (int t = 0; t < kThreads; ++t) {
+    workers.push_back(std::async(std::launch::async, [] {
+      int succeeded = 0;
+      for (int i = 0; i < kRequestsEach; ++i) {
+        Ostrel::BaseAuthRequest request("", "/checkUpdate");
+        std::string body;
+        if (request.SyncRequest(body)) ++succeeded;
+      }
+      return succeeded;
+    }));
+  }
+  EXPECT_TRUE(Ostrel::OstrelSign::GetInstance()->Init());
+  for (auto& worker : workers) EXPECT_EQ(kRequestsEach, worker.get());
+
+  char signature[17];
+  OstrelTestSign::Signature("app-key", "/checkUpdate&app-key&1.0.0&device-1&1700000000",
+                            signature);
+  for (const RecordedRequest& sent : http.Requests()) {
+    ASSERT_EQ(8u, sent.headers.size());
+    EXPECT_EQ(std::string("o-sign: ") + signature, sent.headers[6]);
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace OstrelTest
