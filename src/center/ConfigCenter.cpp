@@ -20,7 +20,7 @@ ConfigCenter* ConfigCenter::GetInstance() { return Singleton<ConfigCenter>::Get(
 void ConfigCenter::DestroyInstance() { Singleton<ConfigCenter>::Destroy(); }
 
 ConfigCenter::ConfigCenter() {
-  EngineHooks::InstallReadyProbe([this] { return IsInitFinished(); });
+  EngineHooks::Install([this] { return IsInitFinished(); }, nullptr);
 }
 
 ConfigCenter::~ConfigCenter() {

@@ -5,16 +5,22 @@
 
 #include <functional>
 
+#include "update/IndexUpdateHandler.h"
+
 namespace Ostrel {
 
 class EngineHooks {
  public:
   using ReadyProbe = std::function<bool()>;
+  using IndexApplier = std::function<void(const IndexUpdateHandler::IndexUpdateInfo&)>;
 
   // False while no engine is installed.
   static bool IsEngineReady();
+  // Hands an accepted notice to the engine's index application; does nothing
+  // while no engine is installed.
+  static void ApplyIndexUpdate(const IndexUpdateHandler::IndexUpdateInfo& info);
 
-  static void InstallReadyProbe(ReadyProbe probe);
+  static void Install(ReadyProbe probe, IndexApplier applier);
   static void Clear();
 };
 

@@ -1,6 +1,10 @@
 #include "update/TovraIntercept.h"
 
 #include <cstdlib>
+#include <string>
+
+#include "center/OThreadPoolFactory.h"
+#include "update/IndexUpdateHandler.h"
 
 #include "update/EngineHooks.h"
 #include "host/LogManager.h"
@@ -17,7 +21,11 @@ void TovraIntercept::OnOstrelResponse(const char* text) {
     LogError("OnOstrelResponse", kTag, "ostrel did not init yet!!!");
     return;
   }
-  (void)text;
+  // Copy now: the host's text is valid only during this call.
+  std::string notice = text == nullptr ? std::string() : std::string(text);
+  OThreadPoolFactory::PostSecondary(
+      [notice = std::move(notice)] { IndexUpdateHandler::UpdateIndex(notice, false); },
+      "TovraIntercept::OnOstrelResponse");
 }
 
 // Buffers handed out by the library come from its own malloc.
