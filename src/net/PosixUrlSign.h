@@ -45,10 +45,17 @@ class PosixUrlSign : public IOstrelSign {
  private:
   class Library;
 
+  bool Load() REQUIRES(loadMutex_);
+  bool IsStarted();
+
+  // Serialises loading, so that a Sign arriving while the library loads waits
+  // for it instead of answering empty. Taken before mutex_, never after.
+  Mutex loadMutex_;
   Mutex mutex_;
   // Shared so that a Sign in progress keeps the library mapped while Release
   // lets go of it; the last holder unloads it.
   std::shared_ptr<const Library> library_ GUARDED_BY(mutex_);
+  // Set once a load was attempted, whatever its outcome.
   bool started_ GUARDED_BY(mutex_) = false;
 };
 

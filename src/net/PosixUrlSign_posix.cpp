@@ -91,30 +91,40 @@ std::string PosixUrlSign::LibraryPath(const Settings& settings) {
 }
 
 bool PosixUrlSign::Init() {
+  MutexLock loadLock(&loadMutex_);
+  return Load();
+}
+
+bool PosixUrlSign::Load() {
   {
     MutexLock lock(&mutex_);
-    started_ = true;
-    if (library_ != nullptr) return true;
+    if (library_ != nullptr) {
+      started_ = true;
+      return true;
+    }
   }
-  // Loading runs the library's initialisers, so it happens outside the lock.
   const std::string path = LibraryPath(*EngineSettings::Current());
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* symbol = nullptr;
   if (handle == nullptr) {
     LogError("Start", kTag, "Load " + path + " error: " + DlError());
-    return false;
+  } else {
+    symbol = dlsym(handle, kSignSymbol);
+    if (symbol == nullptr) {
+      LogError("Start", kTag, std::string("Get ") + kSignSymbol + " error: " + DlError());
+      dlclose(handle);
+    }
   }
-  void* symbol = dlsym(handle, kSignSymbol);
-  if (symbol == nullptr) {
-    LogError("Start", kTag, std::string("Get ") + kSignSymbol + " error: " + DlError());
-    dlclose(handle);
-    return false;
-  }
-  auto library =
-      std::make_shared<const Library>(handle, reinterpret_cast<SignFunction>(symbol));
   MutexLock lock(&mutex_);
-  // A concurrent Init may have won; its copy is kept and this one unloads.
-  if (library_ == nullptr) library_ = std::move(library);
+  started_ = true;
+  if (symbol == nullptr) return false;
+  library_ = std::make_shared<const Library>(handle, reinterpret_cast<SignFunction>(symbol));
   return true;
+}
+
+bool PosixUrlSign::IsStarted() {
+  MutexLock lock(&mutex_);
+  return started_;
 }
 
 void PosixUrlSign::Release() {
@@ -126,12 +136,12 @@ void PosixUrlSign::Release() {
 }
 
 std::string PosixUrlSign::Sign(const std::string& appKey, const std::string& text) {
-  bool started;
-  {
-    MutexLock lock(&mutex_);
-    started = started_;
+  if (!IsStarted()) {
+    MutexLock loadLock(&loadMutex_);
+    // Another thread may have loaded (or failed to) while this one waited;
+    // a failed start is not repeated here.
+    if (!IsStarted()) Load();
   }
-  if (!started) Init();
   std::shared_ptr<const Library> library;
   {
     MutexLock lock(&mutex_);
