@@ -10,6 +10,7 @@
 #include "host/StatisticsManager.h"
 #include "host/StorageManager.h"
 #include "net/NetworkManager.h"
+#include "net/OstrelSign.h"
 
 namespace Ostrel {
 namespace {
@@ -30,6 +31,7 @@ void TearDownLibrary() {
   ApiGate::CloseAndDrain();
   OThreadPoolFactory::DestroyInstance();
   ConfigCenter::DestroyInstance();
+  OstrelSign::DestroyInstance();
   NetworkManager::DestroyInstance();
   LogManager::DestroyInstance();
   StorageManager::DestroyInstance();

@@ -4,6 +4,7 @@
 #include "host/Clock.h"
 #include "host/LogManager.h"
 #include "host/Singleton.h"
+#include "net/OstrelSign.h"
 #include "update/EngineHooks.h"
 
 namespace Ostrel {
@@ -42,6 +43,8 @@ bool ConfigCenter::Init(const Settings& settings) {
 
 void ConfigCenter::RunStartUp() {
   const int64_t start = Clock::SteadyMillis();
+  // First, so that the restore's downloads can fall back to signed requests.
+  OstrelSign::GetInstance()->Init();
   initFinished_.exchange(true);
   IOInitListener* initListener = EngineSettings::Current()->initListener;
   if (initListener != nullptr) {

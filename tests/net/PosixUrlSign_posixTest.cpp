@@ -2,12 +2,15 @@
 
 #ifdef OSTREL_TEST_SIGN_DIR
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <string>
 
 #include "NetFixture.h"
 #include "TestSignature.h"
+#include "api/Teardown.h"
+#include "center/ConfigCenter.h"
 #include "net/PosixUrlSign.h"
 
 namespace OstrelTest {
@@ -82,6 +85,28 @@ TEST_F(PosixUrlSignTest, FailedStartIsRetriedOnlyByInit) {
   Publish();
   EXPECT_TRUE(signer->Init());
   EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
+}
+
+bool IsLoaded(const char* path) {
+  void* handle = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+  if (handle == nullptr) return false;
+  dlclose(handle);
+  return true;
+}
+
+// Signed requests must work as soon as start-up is done, and teardown must
+// unload the library.
+TEST_F(PosixUrlSignTest, StartUpLoadsTheLibraryAndTeardownUnloadsIt) {
+  const char* const library = OSTREL_TEST_SIGN_DIR "/libKelsafeProxy.so";
+  ASSERT_FALSE(IsLoaded(library));
+  ASSERT_TRUE(Ostrel::ConfigCenter::GetInstance()->Init(settings));
+  ASSERT_TRUE(logger.WaitFor("init cost "));
+  ASSERT_NE(nullptr, OstrelSign::Peek());
+  EXPECT_TRUE(IsLoaded(library));
+
+  Ostrel::TearDownLibrary();
+  EXPECT_EQ(nullptr, OstrelSign::Peek());
+  EXPECT_FALSE(IsLoaded(library));
 }
 
 }  // namespace

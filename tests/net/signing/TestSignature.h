@@ -31,7 +31,8 @@ inline void Signature(const char* appKey, const char* text, char out[17]) {
   mix(appKey);
   mix("&");
   mix(text);
-  static const char kHex[] = "0123456789abcdef";
+  // Not a static local: that would make the library impossible to unload.
+  const char* const kHex = "0123456789abcdef";
   for (int i = 15; i >= 0; --i) {
     out[i] = kHex[hash & 0x0F];
     hash >>= 4;
