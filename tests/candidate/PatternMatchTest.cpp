@@ -81,19 +81,22 @@ void ExpectSameBucket(const std::regex& pattern, const std::string& text) {
 
 TEST(PatternMatch, UnitAgreesWithRegexOnEveryShortText) {
   const std::regex pattern(kUnitRegex);
+  size_t count = 0;
   ForEachText(kUnitAlphabet, 4, [&](const std::string& text) {
     ExpectSameUnit(pattern, text);
+    ++count;
   });
+  EXPECT_EQ(1u + 18 + 18 * 18 + 18 * 18 * 18 + 18 * 18 * 18 * 18, count);
 }
 
 TEST(PatternMatch, UnitAgreesWithRegexOnRandomTexts) {
   const std::regex pattern(kUnitRegex);
   std::mt19937 random(20240611);
   const char* operators[] = {"=", ">=", "<=", ">", "<", "!=", "~=", "!~", "==", ">==", "!"};
-  for (int i = 0; i < 40000; ++i) {
+  for (int i = 0; i < 100000; ++i) {
     // Half unstructured, half shaped like a unit so that most of them match
     // and the groups get compared.
-    std::string text = RandomText(random, kUnitAlphabet, 12);
+    std::string text = RandomText(random, kUnitAlphabet, 14);
     if (i % 2 == 0) {
       text = RandomText(random, " \t", 2) + RandomText(random, "ab_9", 3) +
              RandomText(random, " \t\n", 2) + operators[random() % 11] + text;
@@ -105,9 +108,12 @@ TEST(PatternMatch, UnitAgreesWithRegexOnRandomTexts) {
 
 TEST(PatternMatch, BucketAgreesWithRegexOnEveryShortText) {
   const std::regex pattern(kBucketRegex);
+  size_t count = 0;
   ForEachText(kBucketAlphabet, 5, [&](const std::string& text) {
     ExpectSameBucket(pattern, text);
+    ++count;
   });
+  EXPECT_EQ(111111u, count);
 }
 
 TEST(PatternMatch, BucketAgreesWithRegexOnRandomTexts) {
