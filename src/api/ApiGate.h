@@ -10,8 +10,10 @@ namespace Ostrel {
 // is closed is answered with its "nothing" result instead of touching objects
 // that are being destroyed.
 //
-// Entry costs two uncontended atomic operations on a counter of the calling
-// thread's own, so concurrent readers do not share a cache line.
+// A pass is also a read section (host/ReadSection.h): for its duration the
+// engine's published snapshots may be read without a lock. Entry costs two
+// uncontended atomic operations on a counter of the calling thread's own, so
+// concurrent readers do not share a cache line.
 class ApiGate {
  public:
   // RAII pass: check open() before doing anything.
@@ -24,6 +26,7 @@ class ApiGate {
     bool open() const { return entered_; }
 
    private:
+    const int parity_;
     bool entered_;
   };
 
