@@ -37,8 +37,6 @@ class BaseAuthRequest : public BaseRequest {
  private:
   std::string BuildUrl(bool plainHttp) const;
 
-  int32_t code_ = -1;
-  std::string reserved_;
   const std::string host_;
   const std::string expectedMd5_;
   const std::string path_;
