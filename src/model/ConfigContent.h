@@ -1,0 +1,94 @@
+// The key/value content of a STANDARD config: a map from string to string,
+// ordered by key, in which the first of duplicate keys wins.
+#ifndef OSTREL_MODEL_CONFIGCONTENT_H_
+#define OSTREL_MODEL_CONFIGCONTENT_H_
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Ostrel {
+
+// Built once while a document is parsed, then read-only. All keys and values
+// live in one buffer, indexed by a table of offsets sorted by key: a
+// namespace of ten thousand keys costs two allocations instead of thirty
+// thousand, and a lookup is a binary search that copies nothing.
+class ConfigContent {
+ private:
+  struct Entry {
+    size_t keyOffset;
+    size_t keyLength;
+    size_t valueOffset;
+    size_t valueLength;
+  };
+
+ public:
+  using Pair = std::pair<std::string_view, std::string_view>;
+
+  class Builder {
+   public:
+    // Optional: room for count pairs holding bytes characters in all.
+    void Reserve(size_t count, size_t bytes);
+    // Pairs may come in any order, with repeated keys.
+    void Add(std::string_view key, std::string_view value);
+    // Sorts by key (bytewise) and keeps only the first appearance of a key.
+    ConfigContent Finish();
+
+   private:
+    std::string bytes_;
+    std::vector<Entry> entries_;
+  };
+
+  class Iterator {
+   public:
+    Iterator(const ConfigContent* content, size_t index) : content_(content), index_(index) {}
+    Pair operator*() const { return content_->At(index_); }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return index_ == other.index_; }
+    bool operator!=(const Iterator& other) const { return index_ != other.index_; }
+
+   private:
+    const ConfigContent* content_;
+    size_t index_;
+  };
+
+  static ConfigContent FromMap(const std::map<std::string, std::string>& pairs);
+
+  // The value under key (exact, case-sensitive bytes). O(log n); the view
+  // form copies nothing and lives as long as this content.
+  bool Find(std::string_view key, std::string_view* value) const;
+  bool Find(std::string_view key, std::string* value) const;
+
+  size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  // The pair at index, in ascending key order.
+  Pair At(size_t index) const;
+  Iterator begin() const { return Iterator(this, 0); }
+  Iterator end() const { return Iterator(this, size()); }
+
+  std::map<std::string, std::string> ToMap() const;
+
+  bool operator==(const ConfigContent& other) const;
+  bool operator!=(const ConfigContent& other) const { return !(*this == other); }
+
+ private:
+  std::string_view KeyOf(const Entry& entry) const {
+    return std::string_view(bytes_.data() + entry.keyOffset, entry.keyLength);
+  }
+  std::string_view ValueOf(const Entry& entry) const {
+    return std::string_view(bytes_.data() + entry.valueOffset, entry.valueLength);
+  }
+
+  std::string bytes_;
+  std::vector<Entry> entries_;
+};
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_MODEL_CONFIGCONTENT_H_

@@ -1,0 +1,73 @@
+// Builders of JSON documents and an engine-settings guard for the document
+// tests.
+#ifndef OSTREL_TESTS_MODEL_MODELTESTDATA_H_
+#define OSTREL_TESTS_MODEL_MODELTESTDATA_H_
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/Settings.h"
+
+namespace OstrelTest {
+
+// Members as (name, raw JSON value), kept in order.
+using Members = std::vector<std::pair<std::string, std::string>>;
+
+inline std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+
+inline std::string JsonObject(const Members& members) {
+  std::string out = "{";
+  for (const auto& member : members) {
+    if (out.size() > 1) out += ",";
+    out += Quoted(member.first) + ":" + member.second;
+  }
+  return out + "}";
+}
+
+// members without name.
+inline Members Without(Members members, const std::string& name) {
+  for (auto it = members.begin(); it != members.end(); ++it) {
+    if (it->first == name) {
+      members.erase(it);
+      break;
+    }
+  }
+  return members;
+}
+
+// members with name's raw value replaced (or appended).
+inline Members With(Members members, const std::string& name, const std::string& raw) {
+  for (auto& member : members) {
+    if (member.first == name) {
+      member.second = raw;
+      return members;
+    }
+  }
+  members.emplace_back(name, raw);
+  return members;
+}
+
+// n nested arrays, closed or not.
+inline std::string NestedArrays(size_t depth, bool closed) {
+  return std::string(depth, '[') + (closed ? std::string(depth, ']') : std::string());
+}
+
+// The engine's settings for the length of a test: app key "key1", version
+// "2.0".
+class ScopedAppSettings {
+ public:
+  ScopedAppSettings() {
+    Ostrel::Settings settings;
+    settings.appKey = "key1";
+    settings.appVersion = "2.0";
+    Ostrel::EngineSettings::Replace(settings);
+  }
+  ~ScopedAppSettings() { Ostrel::EngineSettings::Reset(); }
+  ScopedAppSettings(const ScopedAppSettings&) = delete;
+  ScopedAppSettings& operator=(const ScopedAppSettings&) = delete;
+};
+
+}  // namespace OstrelTest
+
+#endif  // OSTREL_TESTS_MODEL_MODELTESTDATA_H_
