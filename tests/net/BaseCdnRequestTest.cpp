@@ -64,7 +64,6 @@ TEST_F(BaseCdnRequestTest, ResponsesAndTheirResults) {
       {"upper-case md5", ok, upperMd5, false, content, "SyncRequest|content is broken!!!"},
       {"other md5", ok, Md5Hex("other"), false, content, "SyncRequest|content is broken!!!"},
       {"null body, no md5", nullBody, "", true, "", ""},
-      {"null body, md5", nullBody, md5, false, "", "SyncRequest|content is broken!!!"},
       {"success false", notSuccessful, "", false, "untouched",
        "SyncRequest|auth request faile: responed header: HTTP/1.1 404"},
       {"success never set", successNeverSet, "", false, "untouched",
@@ -82,14 +81,6 @@ TEST_F(BaseCdnRequestTest, ResponsesAndTheirResults) {
     EXPECT_EQ(c.body, body);
     EXPECT_EQ(c.error, ErrorLine(kTag));
   }
-}
-
-TEST_F(BaseCdnRequestTest, NoClientGivesNullResponseError) {
-  Ostrel::NetworkManager::GetInstance()->SetHttpClient(nullptr);
-  BaseCdnRequest request(kUrl, "");
-  std::string body;
-  EXPECT_FALSE(request.SyncRequest(body));
-  EXPECT_EQ("SyncRequest|cdn request failed,httpResponse is null!!!", ErrorLine(kTag));
 }
 
 }  // namespace

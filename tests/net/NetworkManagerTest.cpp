@@ -17,42 +17,6 @@ class NetworkManagerTest : public NetFixture {
   std::string ManagerError() const { return ErrorLine("NetworkManager"); }
 };
 
-TEST_F(NetworkManagerTest, ReturnsTheFilledResponseOfASuccessfulSend) {
-  ScriptedResponse script;
-  script.body = "payload";
-  script.header = "o-code: 0";
-  script.statusCode = 200;
-  script.message = "ok";
-  http.Route("https://cdn.example.test/a", script);
-
-  HttpRequest request;
-  request.SetUrl("https://cdn.example.test/a");
-  auto response = NetworkManager::GetInstance()->SendSyncHttpRequest(&request);
-  ASSERT_NE(nullptr, response);
-  EXPECT_EQ(&request, response->request());
-  EXPECT_TRUE(response->success());
-  EXPECT_EQ("payload", response->body());
-  EXPECT_EQ("o-code: 0", response->header());
-  EXPECT_EQ(200, response->statusCode());
-  EXPECT_EQ("ok", response->message());
-  EXPECT_EQ("", ManagerError());
-}
-
-// A client that returns 0 without setting success hands back an unsuccessful
-// response; deciding what that means is left to the request.
-TEST_F(NetworkManagerTest, ResponseWithoutSuccessIsStillReturned) {
-  ScriptedResponse script;
-  script.setSuccess = false;
-  script.setBody = false;
-  http.Route("u", script);
-  HttpRequest request;
-  request.SetUrl("u");
-  auto response = NetworkManager::GetInstance()->SendSyncHttpRequest(&request);
-  ASSERT_NE(nullptr, response);
-  EXPECT_FALSE(response->success());
-  EXPECT_EQ("", response->body());
-}
-
 TEST_F(NetworkManagerTest, EachFailureGivesNullAndItsErrorLine) {
   HttpRequest request;
   request.SetUrl("u");
