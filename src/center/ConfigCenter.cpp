@@ -1,8 +1,14 @@
 #include "center/ConfigCenter.h"
 
+#include <cstdlib>
+#include <cstring>
+
+#include "candidate/ClientAttributes.h"
+#include "candidate/TextScan.h"
 #include "center/OThreadPoolFactory.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
+#include "host/ReadSection.h"
 #include "host/Singleton.h"
 #include "net/OstrelSign.h"
 #include "update/EngineHooks.h"
@@ -13,6 +19,7 @@ namespace {
 const char kTag[] = "Ostrel.ConfigCenter";
 const char kReservedSdkNamespace[] = "ostrel";
 const char kReservedIndexNamespace[] = "ostrel.index";
+const char kStandard[] = "STANDARD";
 
 }  // namespace
 
@@ -20,13 +27,24 @@ ConfigCenter* ConfigCenter::GetInstance() { return Singleton<ConfigCenter>::Get(
 
 void ConfigCenter::DestroyInstance() { Singleton<ConfigCenter>::Destroy(); }
 
-ConfigCenter::ConfigCenter() {
-  EngineHooks::Install([this] { return IsInitFinished(); }, nullptr);
+ConfigCenter::ConfigCenter() : indexCache_(std::make_shared<IndexCache>()) {
+  ConfigCacheHooks hooks;
+  hooks.onServed = [this](const std::string& name) { tracker_.RemoveWaiting(name); };
+  hooks.notify = [this](const std::string& name, const std::string& version, bool fromCache) {
+    listeners_.Notify(name, version, fromCache);
+  };
+  configCache_ = std::make_shared<ConfigCache>(std::move(hooks));
+  EngineHooks::Install([this] { return IsInitFinished(); },
+                       [this](const IndexUpdateHandler::IndexUpdateInfo& info) {
+                         UpdateIndex(info);
+                       });
 }
 
 ConfigCenter::~ConfigCenter() {
   EngineHooks::Clear();
+  IndexUpdateHandler::Reset();
   EngineSettings::Reset();
+  ClientAttributes::Install(nullptr);
 }
 
 bool ConfigCenter::Init(const Settings& settings) {
@@ -45,6 +63,8 @@ void ConfigCenter::RunStartUp() {
   const int64_t start = Clock::SteadyMillis();
   // First, so that the restore's downloads can fall back to signed requests.
   OstrelSign::GetInstance()->Init();
+  ClientAttributes::Install(ClientAttributes::Build(*EngineSettings::Current()));
+  LoadCaches();
   initFinished_.exchange(true);
   IOInitListener* initListener = EngineSettings::Current()->initListener;
   if (initListener != nullptr) {
@@ -57,11 +77,33 @@ void ConfigCenter::RunStartUp() {
   LogInfo("operator ()", kTag, "init cost " + std::to_string(Clock::SteadyMillis() - start));
 }
 
+void ConfigCenter::LoadCaches() {
+  const char* kMethod = "LoadCaches";
+  LogInfo(kMethod, kTag, "loadCaches start index");
+  indexCache_->Load();
+  const std::shared_ptr<IndexDO> index = indexCache_->GetIndex();
+  const size_t count = index ? index->mergedNamespaces.size() : 0;
+  LogInfo(kMethod, kTag, "loadCaches start restore configs " + std::to_string(count));
+  const int64_t restoreStart = Clock::SteadyMillis();
+  const ConfigCache::NamespaceMap notMatched = configCache_->RestoreFromIndex(index);
+  LogInfo(kMethod, kTag,
+          "loadCaches finish restore configs " +
+              std::to_string(Clock::SteadyMillis() - restoreStart) + "cost(ms)");
+  if (notMatched.empty()) return;
+  const int64_t loadStart = Clock::SteadyMillis();
+  for (const auto& entry : notMatched) LoadConfig(entry.second);
+  LogInfo(kMethod, kTag,
+          "loadCaches start load notMatchNamespaces " +
+              std::to_string(Clock::SteadyMillis() - loadStart));
+}
+
 void ConfigCenter::ForceCheckUpdate() {
   if (!IsInitFinished()) {
     LogError("ForceCheckUpdate", kTag, "forceCheckUpdate fail as not finish ostrel init");
     return;
   }
+  IndexUpdateHandler::CheckIndexUpdate(ReadInt64(indexCache_->GetAppIndexVersion()),
+                                       ReadInt64(indexCache_->GetVersionIndexVersion()));
 }
 
 bool ConfigCenter::CheckLookupName(const std::string& nameSpace) {
@@ -76,90 +118,112 @@ bool ConfigCenter::CheckLookupName(const std::string& nameSpace) {
   return true;
 }
 
-void ConfigCenter::HandleMiss(const std::string& nameSpace) {
-  if (LogEnabled(kLogInfo)) {
-    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+void ConfigCenter::RequestLoad(const std::string& nameSpace, const char* taskName) {
+  // Until an index lists the namespace, or until start-up has restored what
+  // it can, the namespace can only be remembered: the index application or
+  // the start-up loads it.
+  if (!indexCache_->GetNamespace(nameSpace) || !IsInitFinished()) {
+    tracker_.AddWaiting(nameSpace);
+    return;
   }
-  // Until an index lists the namespace it can only be remembered; the index
-  // application loads it later.
-  AddWaiting(nameSpace);
-}
-
-void ConfigCenter::AddWaiting(const std::string& nameSpace) {
-  MutexLock lock(&waitingMutex_);
-  waitingNamespaces_.insert(nameSpace);
+  if (tracker_.CheckLoading(nameSpace, false)) return;  // one download at a time
+  // One queued lazy load per namespace: a read storm before the task starts
+  // posts nothing more.
+  if (!tracker_.MarkLazyQueued(nameSpace)) return;
+  const bool posted = OThreadPoolFactory::PostPrimary(
+      [this, nameSpace] {
+        tracker_.ClearLazyQueued(nameSpace);
+        LoadConfigLazy(nameSpace);
+      },
+      taskName);
+  if (!posted) tracker_.ClearLazyQueued(nameSpace);
 }
 
 char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
   if (count != nullptr) *count = 0;
   if (!CheckLookupName(nameSpace)) return nullptr;
-  HandleMiss(nameSpace);
-  return nullptr;
+  ReadSection section;
+  const ConfigDO* document = configCache_->Peek(nameSpace);
+  if (document == nullptr) {
+    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
+    return nullptr;
+  }
+  if (document->type != kStandard || document->content.empty()) return nullptr;
+  size_t size = 0;
+  for (const auto& pair : document->content) size += pair.first.size() + pair.second.size() + 2;
+  char* packed = static_cast<char*>(std::malloc(size));
+  if (packed == nullptr) return nullptr;
+  char* at = packed;
+  for (const auto& pair : document->content) {
+    std::memcpy(at, pair.first.data(), pair.first.size());
+    at += pair.first.size();
+    *at++ = '\0';
+    std::memcpy(at, pair.second.data(), pair.second.size());
+    at += pair.second.size();
+    *at++ = '\0';
+  }
+  if (count != nullptr) *count = static_cast<int>(document->content.size());
+  return packed;
 }
 
 bool ConfigCenter::GetConfigObj(const std::string& nameSpace,
                                 std::map<std::string, std::string>& out) {
-  (void)out;
   if (!CheckLookupName(nameSpace)) return false;
-  HandleMiss(nameSpace);
+  if (configCache_->GetConfigs(nameSpace, out)) return true;
+  LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+  RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
   return false;
 }
 
 bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) {
-  (void)out;
   if (!CheckLookupName(nameSpace)) return false;
-  HandleMiss(nameSpace);
-  return false;
+  ReadSection section;
+  const ConfigDO* document = configCache_->Peek(nameSpace);
+  if (document == nullptr) {
+    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
+    return false;
+  }
+  out = document->ContentText();
+  return true;
 }
 
 bool ConfigCenter::GetConfigValue(const std::string& nameSpace, const std::string& key,
                                   std::string& out) {
-  (void)key;
-  (void)out;
   if (!CheckLookupName(nameSpace)) return false;
-  HandleMiss(nameSpace);
-  return false;
-}
-
-bool ConfigCenter::CheckLoading(const std::string& nameSpace, bool mark) {
-  MutexLock lock(&loadingMutex_);
-  if (loadingNamespaces_.count(nameSpace) != 0) return true;
-  if (mark) loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
-  return false;
+  ReadSection section;
+  const ConfigDO* document = configCache_->Peek(nameSpace);
+  if (document == nullptr) {
+    if (LogEnabled(kLogInfo)) {
+      LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+    }
+    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
+    return false;
+  }
+  return document->type == kStandard && document->Find(key, &out);
 }
 
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {
   if (listener == nullptr) return;
-  {
-    MutexLock lock(&listenersMutex_);
-    if (!listeners_[nameSpace].insert(listener).second) return;
+  if (!listeners_.Add(nameSpace, listener)) return;
+  std::shared_ptr<ConfigDO> document = configCache_->Get(nameSpace);
+  if (document) {
+    LogInfo("RegisterListener", kTag,
+            "registerListener onConfigUpdate , namespace " + nameSpace + "version" +
+                document->version);
+    listeners_.NotifyOne(nameSpace, listener, document->version, true);
   }
-  AddWaiting(nameSpace);
+  RequestLoad(nameSpace, "ConfigCenter::RegisterListener");
 }
 
 void ConfigCenter::UnregisterListener(const std::string& nameSpace,
                                       IOConfigListener* listener) {
-  MutexLock lock(&listenersMutex_);
-  auto it = listeners_.find(nameSpace);
-  if (it == listeners_.end()) return;
-  it->second.erase(listener);
-  if (it->second.empty()) listeners_.erase(it);
+  listeners_.Remove(nameSpace, listener);
 }
 
 void ConfigCenter::UnregisterListeners(const std::string& nameSpace) {
-  MutexLock lock(&listenersMutex_);
-  listeners_.erase(nameSpace);
-}
-
-std::set<std::string> ConfigCenter::WaitingNamespaces() {
-  MutexLock lock(&waitingMutex_);
-  return waitingNamespaces_;
-}
-
-size_t ConfigCenter::ListenerCount(const std::string& nameSpace) {
-  MutexLock lock(&listenersMutex_);
-  auto it = listeners_.find(nameSpace);
-  return it == listeners_.end() ? 0 : it->second.size();
+  listeners_.RemoveAll(nameSpace);
 }
 
 }  // namespace Ostrel

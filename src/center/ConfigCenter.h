@@ -1,19 +1,29 @@
-// The engine: start-up, lookups, loading state and listeners.
+// The engine: start-up, lookups, namespace downloads, index application and
+// listeners.
 #ifndef OSTREL_CENTER_CONFIGCENTER_H_
 #define OSTREL_CENTER_CONFIGCENTER_H_
 
 #include <atomic>
-#include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
-#include "host/Mutex.h"
+#include "cache/ConfigCache.h"
+#include "cache/IndexCache.h"
+#include "center/ListenerRegistry.h"
+#include "center/LoadTracker.h"
 #include "host/Settings.h"
+#include "model/NamespaceDO.h"
 #include "ostrel/IOConfigListener.h"
+#include "update/IndexUpdateHandler.h"
 
 namespace Ostrel {
 
+// Host threads call the lookups and the listener operations; everything that
+// touches the network runs on the task pool or in the start-up task. Reads
+// never wait: the config cache publishes immutable snapshots, the other
+// tables are held by their mutex for a single operation only.
 class ConfigCenter {
  public:
   static ConfigCenter* GetInstance();
@@ -28,57 +38,69 @@ class ConfigCenter {
   // Checks appKey and appVersion, publishes the settings and posts the
   // start-up task "Init" unless start-up already finished. Never waits.
   bool Init(const Settings& settings);
-
+  // Start-up restore; run by the start-up task.
+  void LoadCaches();
   // Asks for an index update check when start-up has finished.
   void ForceCheckUpdate();
-
   bool IsInitFinished() const { return initFinished_.load(std::memory_order_acquire); }
 
   // Lookups. Each refuses an empty or reserved namespace, answers from the
   // config cache and on a miss remembers or starts a load, then answers
   // "nothing" at once.
-  // Packed form: pairs as key NUL value NUL ..., caller frees with free().
+  // Packed form: pairs as key NUL value NUL ..., malloc'd, freed with free().
   char* GetConfigObj(const std::string& nameSpace, int* count);
-  // Key/value form.
+  // Key/value form (a STANDARD namespace).
   bool GetConfigObj(const std::string& nameSpace, std::map<std::string, std::string>& out);
-  // Whole-text form.
+  // Whole-text form: a CUSTOM namespace's text, a STANDARD namespace's
+  // content as a compact JSON object.
   bool GetConfigObj(const std::string& nameSpace, std::string& out);
-  // One value of the key/value form, without copying the namespace.
+  // One value of a STANDARD namespace, without copying the namespace.
   bool GetConfigValue(const std::string& nameSpace, const std::string& key, std::string& out);
+
+  // Brings one namespace up to date; synchronous, on the calling thread.
+  void LoadConfig(std::shared_ptr<NamespaceDO> ns);
+  void LoadConfigLazy(const std::string& nameSpace);
+  // Loads every waiting namespace again.
+  void RetryFailRequests();
+
+  // Applies an accepted index update notice: fetch, cache, drop what the
+  // index no longer lists, download what changed. Runs on the calling thread.
+  void UpdateIndex(const IndexUpdateHandler::IndexUpdateInfo& info);
+  bool LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info);
 
   void RegisterListener(const std::string& nameSpace, IOConfigListener* listener);
   void UnregisterListener(const std::string& nameSpace, IOConfigListener* listener);
   void UnregisterListeners(const std::string& nameSpace);
 
-  // True when nameSpace is being loaded; otherwise, when mark is true, marks
-  // it as loading now.
-  bool CheckLoading(const std::string& nameSpace, bool mark);
+  bool CheckLoading(const std::string& nameSpace, bool mark) {
+    return tracker_.CheckLoading(nameSpace, mark);
+  }
 
-  // Snapshots for tests and diagnostics.
-  std::set<std::string> WaitingNamespaces();
-  size_t ListenerCount(const std::string& nameSpace);
+  std::set<std::string> WaitingNamespaces() { return tracker_.Waiting(); }
+  size_t ListenerCount(const std::string& nameSpace) { return listeners_.Count(nameSpace); }
+  ConfigCache& configCache() { return *configCache_; }
+  IndexCache& indexCache() { return *indexCache_; }
 
  private:
-  // The start-up task.
   void RunStartUp();
   // Shared checks of every lookup form; false when the name is refused.
   bool CheckLookupName(const std::string& nameSpace);
-  // What a lookup does on a miss.
-  void HandleMiss(const std::string& nameSpace);
-  void AddWaiting(const std::string& nameSpace);
+  // A lookup or registration found nothing cached: remember the namespace,
+  // or post one lazy load under taskName.
+  void RequestLoad(const std::string& nameSpace, const char* taskName);
+  // LoadConfig's work once the namespace is marked as loading.
+  void LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns);
+  // A failed download: remember the namespace and count the failure.
+  void RecordLoadFailure(const std::string& nameSpace, const char* reason,
+                         const std::string& resourceId);
 
-  // Lock order: each mutex below guards its own table and is held only for a
-  // single find, insert, erase or copy; none is held while another is taken
-  // or while a host object is called.
-  Mutex loadingMutex_;
-  std::map<std::string, int64_t> loadingNamespaces_ GUARDED_BY(loadingMutex_);
+  // Constant after construction. The caches call back into the engine only
+  // through the hooks given here.
+  std::shared_ptr<IndexCache> indexCache_;
+  std::shared_ptr<ConfigCache> configCache_;
 
-  Mutex waitingMutex_;
-  std::set<std::string> waitingNamespaces_ GUARDED_BY(waitingMutex_);
-
-  Mutex listenersMutex_;
-  std::map<std::string, std::set<IOConfigListener*>> listeners_ GUARDED_BY(listenersMutex_);
-
+  LoadTracker tracker_;
+  ListenerRegistry listeners_;
   std::atomic<bool> initFinished_{false};
 };
 

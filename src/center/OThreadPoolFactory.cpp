@@ -11,8 +11,8 @@ OThreadPoolFactory* OThreadPoolFactory::GetInstance() {
 void OThreadPoolFactory::DestroyInstance() { Singleton<OThreadPoolFactory>::Destroy(); }
 
 OThreadPoolFactory::OThreadPoolFactory()
-    : primary_(std::make_unique<TaskExecutor>(1, 1)),
-      secondary_(std::make_unique<TaskExecutor>(maxThreads_, maxThreads_)) {}
+    : primary_(std::make_unique<TaskExecutor>(kMinThreads, kMaxThreads)),
+      secondary_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)) {}
 
 OThreadPoolFactory::~OThreadPoolFactory() {
   // Primary first: a task finishing there may still post to the secondary,

@@ -30,8 +30,9 @@ class OThreadPoolFactory {
   static bool PostSecondary(TaskExecutor::Task task, std::string name);
 
  private:
-  const uint32_t minThreads_ = 1;
-  const uint32_t maxThreads_ = 1;
+  // Each executor runs one worker: tasks of one executor never overlap.
+  static constexpr uint32_t kMinThreads = 1;
+  static constexpr uint32_t kMaxThreads = 1;
   std::unique_ptr<TaskExecutor> primary_;
   std::unique_ptr<TaskExecutor> secondary_;
 };

@@ -42,7 +42,9 @@ class TaskExecutor {
   static bool IsWorkerThread();
 
  private:
-  void WorkerLoop();
+  // Waits on the condition variable through the native mutex, which the
+  // analysis cannot follow.
+  void WorkerLoop() NO_THREAD_SAFETY_ANALYSIS;
   void StartWorkerLocked() REQUIRES(mutex_);
   static void RunTask(const Task& task, const std::string& name);
 

@@ -1,0 +1,166 @@
+#include "cache/ConfigCache.h"
+
+
+#include "candidate/TextScan.h"
+#include "host/StorageManager.h"
+#include "model/CandidateDO.h"
+#include "model/CustomConfigDO.h"
+
+namespace Ostrel {
+namespace {
+
+const char kStandard[] = "STANDARD";
+const char kCustom[] = "CUSTOM";
+const char kHigh[] = "HIGH";
+
+}  // namespace
+
+ConfigCache::ConfigCache(ConfigCacheHooks hooks)
+    : hooks_(std::move(hooks)),
+      writes_(PendingWrites::Create()),
+      documents_(std::make_unique<DocumentMap>()) {}
+
+ConfigCache::~ConfigCache() { writes_->Flush(); }
+
+void ConfigCache::Cache(std::shared_ptr<ConfigDO> config) {
+  if (!config) return;
+  std::shared_ptr<ConfigDO> old;
+  {
+    MutexLock lock(&writeMutex_);
+    auto next = std::make_unique<DocumentMap>(*documents_.Read());
+    auto& slot = (*next)[config->name];
+    old = slot;
+    slot = config;
+    documents_.Publish(std::move(next));
+  }
+  if (hooks_.onChange) hooks_.onChange(old, config);
+  if (hooks_.notify) hooks_.notify(config->name, config->version, false);
+  Persist(config);
+}
+
+void ConfigCache::Persist(const std::shared_ptr<ConfigDO>& config) {
+  const std::string name = config->name;
+  writes_->Schedule(
+      name, [name, config] { StorageManager::GetInstance()->Persist(name, config->ToJson()); },
+      "ConfigCache::Cache");
+}
+
+void ConfigCache::Remove(const std::string& name) {
+  if (name.empty()) return;
+  writes_->Schedule(
+      name, [name] { StorageManager::GetInstance()->Remove(name); }, "ConfigCache::Remove");
+}
+
+std::shared_ptr<ConfigDO> ConfigCache::LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns) {
+  if (!ns) return nullptr;
+  const std::string text = StorageManager::GetInstance()->Restore(ns->name);
+  if (text.empty()) return nullptr;
+  if (ns->type == kStandard) return ConfigDO::ParseFromJson(text);
+  if (ns->type == kCustom) return CustomConfigDO::ParseFromJson(text);
+  return nullptr;
+}
+
+ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<IndexDO>& index) {
+  NamespaceMap toLoad;
+  if (!index || index->mergedNamespaces.empty()) return toLoad;
+
+  // Walk in name order; the first namespace of a name wins, as in lookups.
+  NamespaceMap byName;
+  for (const auto& ns : index->mergedNamespaces) {
+    if (ns) byName.emplace(ns->name, ns);
+  }
+
+  struct Restored {
+    std::shared_ptr<ConfigDO> old;
+    std::shared_ptr<ConfigDO> document;
+    bool inserted;
+    std::string reportedVersion;
+  };
+  std::vector<Restored> restored;
+  for (const auto& entry : byName) {
+    const std::shared_ptr<NamespaceDO>& ns = entry.second;
+    std::shared_ptr<ConfigDO> document = LoadFromStorage(ns);
+    if (!document || !document->CheckValid()) {
+      if (ns->loadLevel == kHigh) toLoad.emplace(ns->name, ns);
+      continue;
+    }
+    document->restored = true;
+    // Client attributes may have changed since the record was written.
+    ns->UpdateCandidate();
+    // The stored record does not say which candidate it was downloaded for:
+    // it belongs to the matching candidate when it is that candidate's
+    // resource.
+    std::shared_ptr<CandidateDO> candidate = ns->MatchedCandidate();
+    if (candidate && candidate->resourceId == document->resourceId) {
+      document->candidate = candidate;
+    }
+    restored.push_back({nullptr, document, false,
+                        document->candidate ? document->candidate->version : document->version});
+    if (!document->candidate && ReadInt64(ns->version) > ReadInt64(document->version)) {
+      toLoad.emplace(ns->name, ns);
+    }
+  }
+  if (restored.empty()) return toLoad;
+
+  // One publication for the whole restore; listeners hear about each
+  // namespace once every restored value is readable.
+  {
+    MutexLock lock(&writeMutex_);
+    auto next = std::make_unique<DocumentMap>(*documents_.Read());
+    for (Restored& item : restored) {
+      auto found = next->find(item.document->name);
+      item.inserted = found == next->end();
+      if (item.inserted) {
+        next->emplace(item.document->name, item.document);
+      } else {
+        found->second = item.document;
+      }
+    }
+    documents_.Publish(std::move(next));
+  }
+  for (const Restored& item : restored) {
+    if (item.inserted && hooks_.onChange) hooks_.onChange(nullptr, item.document);
+    if (hooks_.onServed) hooks_.onServed(item.document->name);
+    if (hooks_.notify) hooks_.notify(item.document->name, item.reportedVersion, true);
+  }
+  return toLoad;
+}
+
+bool ConfigCache::GetConfigs(const std::string& name,
+                             std::map<std::string, std::string>& out) const {
+  std::shared_ptr<ConfigDO> document = Get(name);
+  if (!document) return false;
+  if (document->type == kStandard) {
+    for (const auto& pair : document->content) out.emplace(pair.first, pair.second);
+  }
+  return true;
+}
+
+bool ConfigCache::GetCustomConfig(const std::string& name, std::string& out) const {
+  std::shared_ptr<ConfigDO> document = Get(name);
+  if (!document) return false;
+  if (document->type == kCustom) out = document->ContentText();
+  return true;
+}
+
+const ConfigDO* ConfigCache::Peek(std::string_view name) const {
+  const DocumentMap* documents = documents_.Read();
+  auto found = documents->find(name);
+  return found == documents->end() ? nullptr : found->second.get();
+}
+
+std::shared_ptr<ConfigDO> ConfigCache::Get(const std::string& name) const {
+  MutexLock lock(&writeMutex_);
+  const DocumentMap* documents = documents_.Read();
+  auto found = documents->find(name);
+  return found == documents->end() ? nullptr : found->second;
+}
+
+std::vector<std::string> ConfigCache::Names() const {
+  MutexLock lock(&writeMutex_);
+  std::vector<std::string> names;
+  for (const auto& entry : *documents_.Read()) names.push_back(entry.first);
+  return names;
+}
+
+}  // namespace Ostrel

@@ -1,0 +1,95 @@
+// The loaded configuration of every namespace, in memory and in host storage.
+#ifndef OSTREL_CACHE_CONFIGCACHE_H_
+#define OSTREL_CACHE_CONFIGCACHE_H_
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cache/PendingWrites.h"
+#include "host/Mutex.h"
+#include "host/SnapshotCell.h"
+#include "model/ConfigDO.h"
+#include "model/IndexDO.h"
+#include "model/NamespaceDO.h"
+
+namespace Ostrel {
+
+// What the cache tells the engine. Called without any cache lock held, after
+// the change is visible to readers.
+struct ConfigCacheHooks {
+  // A document replaced another (old is null for a new namespace).
+  std::function<void(const std::shared_ptr<ConfigDO>& old,
+                     const std::shared_ptr<ConfigDO>& now)> onChange;
+  // The namespace is served now: it no longer waits.
+  std::function<void(const std::string& name)> onServed;
+  // Tell the namespace's listeners.
+  std::function<void(const std::string& name, const std::string& version, bool fromCache)> notify;
+};
+
+// Documents are published as an immutable map: host threads read it inside a
+// read section (their API gate pass) without any lock, writers on the pool
+// build the next map under writeMutex_ and publish it. Storage writes run on
+// the pool and are coalesced per namespace; whatever is still waiting when the
+// cache is destroyed is written then.
+class ConfigCache {
+ public:
+  using NamespaceMap = std::map<std::string, std::shared_ptr<NamespaceDO>>;
+
+  explicit ConfigCache(ConfigCacheHooks hooks);
+  ~ConfigCache();
+
+  ConfigCache(const ConfigCache&) = delete;
+  ConfigCache& operator=(const ConfigCache&) = delete;
+
+  // Stores a freshly downloaded document, persists it in the background and
+  // notifies listeners (fromCache false). Null is ignored.
+  void Cache(std::shared_ptr<ConfigDO> config);
+
+  // Deletes the stored record of a namespace in the background. The document
+  // in memory stays readable. An empty name is ignored.
+  void Remove(const std::string& name);
+
+  // Start-up: fills the cache from storage for every namespace of index and
+  // returns, by name, those that must be downloaded (missing or outdated and
+  // "HIGH", or older than the index says).
+  NamespaceMap RestoreFromIndex(const std::shared_ptr<IndexDO>& index);
+
+  // The stored document of a namespace, parsed by its type; null when nothing
+  // usable is stored.
+  std::shared_ptr<ConfigDO> LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns);
+
+  // Copies of a cached namespace. True when the namespace is cached, even when
+  // its type leaves out untouched.
+  bool GetConfigs(const std::string& name, std::map<std::string, std::string>& out) const;
+  bool GetCustomConfig(const std::string& name, std::string& out) const;
+
+  // For host threads inside a read section: the document, valid until they
+  // leave it; null when absent.
+  const ConfigDO* Peek(std::string_view name) const;
+  // For any thread: a shared reference; null when absent.
+  std::shared_ptr<ConfigDO> Get(const std::string& name) const;
+  std::vector<std::string> Names() const;
+
+  // Writes still waiting for the pool (for tests).
+  size_t PendingWriteCount() const { return writes_->WaitingCount(); }
+
+ private:
+  using DocumentMap = std::map<std::string, std::shared_ptr<ConfigDO>, std::less<>>;
+
+  void Persist(const std::shared_ptr<ConfigDO>& config);
+
+  const ConfigCacheHooks hooks_;
+  const std::shared_ptr<PendingWrites> writes_;
+
+  // Serialises writers, and readers that are not inside a read section.
+  mutable Mutex writeMutex_;
+  SnapshotCell<DocumentMap> documents_;
+};
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_CACHE_CONFIGCACHE_H_

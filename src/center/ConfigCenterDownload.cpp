@@ -1,0 +1,133 @@
+// ConfigCenter: namespace downloads and their retries.
+#include "center/ConfigCenter.h"
+#include "center/ResourceFetcher.h"
+#include "host/Clock.h"
+#include "host/LogManager.h"
+#include "host/StatisticsManager.h"
+#include "model/CandidateDO.h"
+#include "model/CustomConfigDO.h"
+
+namespace Ostrel {
+namespace {
+
+const char kTag[] = "Ostrel.ConfigCenter";
+const char kStandard[] = "STANDARD";
+const char kCustom[] = "CUSTOM";
+
+std::shared_ptr<ConfigDO> ParseByType(const std::string& type, const std::string& body) {
+  if (type == kStandard) return ConfigDO::ParseFromJson(body);
+  if (type == kCustom) return CustomConfigDO::ParseFromJson(body);
+  return nullptr;
+}
+
+}  // namespace
+
+void ConfigCenter::LoadConfig(std::shared_ptr<NamespaceDO> ns) {
+  if (!ns) {
+    LogError("LoadConfig", kTag, "loadConfig fail , nameSpaceDO is null");
+    return;
+  }
+  const std::string name = ns->name;
+  if (tracker_.CheckLoading(name, true)) {
+    LogInfo("LoadConfig", kTag, "loadConfig break as is loading, namespace" + name);
+    // Not lost: the loader holding the mark runs once more for it.
+    tracker_.RequestReload(name);
+    return;
+  }
+  for (;;) {
+    LoadMarkedConfig(ns);
+    if (!tracker_.FinishLoading(name)) return;
+    // Someone asked while this load ran: once more, with the descriptor the
+    // index holds now.
+    ns = indexCache_->GetNamespace(name);
+    if (!ns) {
+      tracker_.ClearLoading(name);
+      LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
+      return;
+    }
+  }
+}
+
+void ConfigCenter::LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns) {
+  const char* kMethod = "LoadConfig";
+  const std::string& name = ns->name;
+  const std::shared_ptr<IndexDO> index = indexCache_->GetIndex();
+  const std::string cdn = index ? index->cdn : std::string();
+  if (BuildCdnUrl(cdn, ns->resourceId).empty()) {
+    LogError(kMethod, kTag, "loadConfig fail , cdnUrl is null");
+    tracker_.AddWaiting(name);
+    return;
+  }
+
+  LogInfo(kMethod, kTag, "loadConfig start");
+  const std::shared_ptr<ConfigDO> current = configCache_->Get(name);
+  LogInfo(kMethod, kTag,
+          "loadConfig before check , config:" + name + ",version:" + ns->version +
+              ",level:" + ns->loadLevel + " ,resourceId:" + ns->resourceId);
+  if (!ns->CheckValid(current)) {
+    tracker_.RemoveWaiting(name);
+    return;
+  }
+
+  // A matching candidate replaces the namespace's own resource.
+  const std::shared_ptr<CandidateDO> candidate = ns->MatchedCandidate();
+  const std::string& resourceId = candidate ? candidate->resourceId : ns->resourceId;
+  const std::string& md5 = candidate ? candidate->md5 : ns->md5;
+  const std::string& version = candidate ? candidate->version : ns->version;
+  LogInfo(kMethod, kTag,
+          "loadConfig after check candiadate , config:" + name + ",version:" + version +
+              ",level:" + ns->loadLevel + " ,configResourceId:" + resourceId);
+
+  std::string body;
+  if (!FetchResource(BuildCdnUrl(cdn, resourceId), resourceId, md5, body)) {
+    LogError(kMethod, kTag, "download error, resourceId:" + resourceId);
+    RecordLoadFailure(name, "download error", resourceId);
+    return;
+  }
+  if (body.empty()) {
+    LogError(kMethod, kTag, "download sucessfully,but config is empty");
+    RecordLoadFailure(name, "config is empty", resourceId);
+    return;
+  }
+  std::shared_ptr<ConfigDO> config = ParseByType(ns->type, body);
+  // A document for another namespace would overwrite that namespace.
+  if (!config || !config->CheckValid() || config->name != name) {
+    LogError(kMethod, kTag, "download sucessfully,but config content error");
+    RecordLoadFailure(name, "config content error", resourceId);
+    return;
+  }
+  tracker_.RemoveWaiting(name);
+  config->candidate = candidate;
+  configCache_->Cache(config);
+  StatCommitSuccess(Stat::kModule, Stat::kConfigRate, name);
+}
+
+void ConfigCenter::RecordLoadFailure(const std::string& nameSpace, const char* reason,
+                                     const std::string& resourceId) {
+  tracker_.AddWaiting(nameSpace);
+  StatCommitFail(Stat::kModule, Stat::kConfigRate, nameSpace, reason, resourceId);
+}
+
+void ConfigCenter::LoadConfigLazy(const std::string& nameSpace) {
+  std::shared_ptr<NamespaceDO> ns = indexCache_->GetNamespace(nameSpace);
+  if (!ns) {
+    LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
+    return;
+  }
+  LoadConfig(std::move(ns));
+}
+
+void ConfigCenter::RetryFailRequests() {
+  const std::set<std::string> waiting = tracker_.Waiting();
+  if (waiting.empty()) {
+    LogInfo("RetryFailRequests", kTag, "no request need retry");
+    return;
+  }
+  const int64_t start = Clock::SteadyMillis();
+  for (const std::string& name : waiting) LoadConfig(indexCache_->GetNamespace(name));
+  LogInfo("RetryFailRequests", kTag,
+          "retryFailRequests ,finish load retryNamespaces" +
+              std::to_string(Clock::SteadyMillis() - start) + "cost(ms)");
+}
+
+}  // namespace Ostrel

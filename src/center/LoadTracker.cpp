@@ -1,0 +1,64 @@
+#include "center/LoadTracker.h"
+
+#include "host/Clock.h"
+
+namespace Ostrel {
+
+bool LoadTracker::CheckLoading(const std::string& nameSpace, bool mark) {
+  MutexLock lock(&loadingMutex_);
+  if (loadingNamespaces_.count(nameSpace) != 0) return true;
+  if (mark) loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
+  return false;
+}
+
+bool LoadTracker::IsLoading(const std::string& nameSpace) {
+  MutexLock lock(&loadingMutex_);
+  return loadingNamespaces_.count(nameSpace) != 0;
+}
+
+void LoadTracker::RequestReload(const std::string& nameSpace) {
+  MutexLock lock(&loadingMutex_);
+  reloadRequested_.insert(nameSpace);
+}
+
+bool LoadTracker::FinishLoading(const std::string& nameSpace) {
+  MutexLock lock(&loadingMutex_);
+  if (reloadRequested_.erase(nameSpace) != 0) {
+    loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
+    return true;
+  }
+  loadingNamespaces_.erase(nameSpace);
+  return false;
+}
+
+void LoadTracker::ClearLoading(const std::string& nameSpace) {
+  MutexLock lock(&loadingMutex_);
+  loadingNamespaces_.erase(nameSpace);
+}
+
+bool LoadTracker::MarkLazyQueued(const std::string& nameSpace) {
+  MutexLock lock(&queuedMutex_);
+  return lazyQueued_.insert(nameSpace).second;
+}
+
+void LoadTracker::ClearLazyQueued(const std::string& nameSpace) {
+  MutexLock lock(&queuedMutex_);
+  lazyQueued_.erase(nameSpace);
+}
+
+void LoadTracker::AddWaiting(const std::string& nameSpace) {
+  MutexLock lock(&waitingMutex_);
+  waitingNamespaces_.insert(nameSpace);
+}
+
+void LoadTracker::RemoveWaiting(const std::string& nameSpace) {
+  MutexLock lock(&waitingMutex_);
+  waitingNamespaces_.erase(nameSpace);
+}
+
+std::set<std::string> LoadTracker::Waiting() {
+  MutexLock lock(&waitingMutex_);
+  return waitingNamespaces_;
+}
+
+}  // namespace Ostrel

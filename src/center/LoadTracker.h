@@ -1,0 +1,57 @@
+// Which namespaces are loading, queued for a lazy load, waiting, or due to be
+// loaded again.
+#ifndef OSTREL_CENTER_LOADTRACKER_H_
+#define OSTREL_CENTER_LOADTRACKER_H_
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+
+#include "host/Mutex.h"
+
+namespace Ostrel {
+
+// Each table has its own mutex, held only for one find, insert, erase or copy;
+// none is held while another is taken.
+class LoadTracker {
+ public:
+  // True when nameSpace is loading; otherwise, when mark is true, marks it as
+  // loading since now.
+  bool CheckLoading(const std::string& nameSpace, bool mark);
+  bool IsLoading(const std::string& nameSpace);
+
+  // A load refused because another was running must not be lost: the loader
+  // that holds the mark runs once more when it finishes.
+  void RequestReload(const std::string& nameSpace);
+  // Clears the loading mark, unless a reload was requested meanwhile: then
+  // the mark stays (with a new start time), the request is consumed and the
+  // answer is true.
+  bool FinishLoading(const std::string& nameSpace);
+  void ClearLoading(const std::string& nameSpace);
+
+  // At most one queued lazy load per namespace. True when nameSpace was not
+  // queued and now is.
+  bool MarkLazyQueued(const std::string& nameSpace);
+  void ClearLazyQueued(const std::string& nameSpace);
+
+  // Namespaces asked for before they could be served, and failed downloads.
+  void AddWaiting(const std::string& nameSpace);
+  void RemoveWaiting(const std::string& nameSpace);
+  std::set<std::string> Waiting();
+
+ private:
+  Mutex loadingMutex_;
+  std::map<std::string, int64_t> loadingNamespaces_ GUARDED_BY(loadingMutex_);
+  std::set<std::string> reloadRequested_ GUARDED_BY(loadingMutex_);
+
+  Mutex queuedMutex_;
+  std::set<std::string> lazyQueued_ GUARDED_BY(queuedMutex_);
+
+  Mutex waitingMutex_;
+  std::set<std::string> waitingNamespaces_ GUARDED_BY(waitingMutex_);
+};
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_CENTER_LOADTRACKER_H_
