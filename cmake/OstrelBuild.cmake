@@ -47,7 +47,9 @@ function(ostrel_test)
   add_executable(${ARG_NAME} ${ARG_SOURCES})
   ostrel_apply_warnings(${ARG_NAME})
   if(ARG_SHARED)
-    target_link_libraries(${ARG_NAME} PRIVATE OstrelSdk ostrel_test_support GTest::gtest_main)
+    # The support library calls the exports, so it comes before the DLL's
+    # import library, which (like any archive) is searched once, in order.
+    target_link_libraries(${ARG_NAME} PRIVATE ostrel_test_support OstrelSdk GTest::gtest_main)
   else()
     target_link_libraries(${ARG_NAME} PRIVATE ostrel_internal ostrel_test_support GTest::gtest_main)
   endif()
