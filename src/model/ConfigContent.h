@@ -28,16 +28,24 @@ class ConfigContent {
  public:
   using Pair = std::pair<std::string_view, std::string_view>;
 
+  // Collects pairs in one of two ways: Add copies them; AddAt records pairs
+  // that already sit in a buffer by their offsets, and Finish(bytes) then
+  // adopts that buffer (a document parsed in place, for instance) without
+  // copying a byte. The two ways do not mix.
   class Builder {
    public:
     // Optional: room for count pairs holding bytes characters in all.
     void Reserve(size_t count, size_t bytes);
     // Pairs may come in any order, with repeated keys.
     void Add(std::string_view key, std::string_view value);
+    void AddAt(size_t keyOffset, size_t keyLength, size_t valueOffset, size_t valueLength);
     // Sorts by key (bytewise) and keeps only the first appearance of a key.
     ConfigContent Finish();
+    ConfigContent Finish(std::string bytes);
 
    private:
+    static void SortEntries(ConfigContent* content);
+
     std::string bytes_;
     std::vector<Entry> entries_;
   };

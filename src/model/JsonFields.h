@@ -20,6 +20,11 @@ using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 // first member read fails.
 void ParseJsonText(const std::string& text, rapidjson::Document* document);
 
+// The same parse done in place: strings are decoded inside buffer, and the
+// document's strings point into it, so buffer must outlive document. A NUL
+// byte in buffer ends the text, as it does for the parse above.
+void ParseJsonInPlace(std::string* buffer, rapidjson::Document* document);
+
 // Copies member name of object into out when object is an object and the
 // member exists and is a string. Strings may hold NUL bytes: the copy goes by
 // length. The first of duplicate members counts.
