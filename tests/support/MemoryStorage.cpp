@@ -8,8 +8,11 @@ namespace OstrelTest {
 int MemoryStorage::Save(const char* key, const char* value) {
   ++saveCalls;
   if (failSave) return 1;
-  std::lock_guard<std::mutex> lock(mutex_);
-  records_[key] = value;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    records_[key] = value;
+  }
+  changed_.notify_all();
   return 0;
 }
 
@@ -28,8 +31,11 @@ char* MemoryStorage::Load(const char* key) {
 int MemoryStorage::Remove(const char* key) {
   ++removeCalls;
   if (failRemove) return 1;
-  std::lock_guard<std::mutex> lock(mutex_);
-  records_.erase(key);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    records_.erase(key);
+  }
+  changed_.notify_all();
   return 0;
 }
 
@@ -69,6 +75,19 @@ std::string MemoryStorage::Raw(const std::string& key) const {
 std::map<std::string, std::string> MemoryStorage::Records() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return records_;
+}
+
+}  // namespace OstrelTest
+
+namespace OstrelTest {
+
+bool MemoryStorage::WaitForRecord(const std::string& key, const std::string& record,
+                                  std::chrono::milliseconds timeout) const {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] {
+    auto it = records_.find(key);
+    return record.empty() ? it == records_.end() : it != records_.end() && it->second == record;
+  });
 }
 
 }  // namespace OstrelTest

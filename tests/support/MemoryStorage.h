@@ -3,6 +3,8 @@
 #define OSTREL_TESTS_SUPPORT_MEMORYSTORAGE_H_
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <string>
@@ -26,6 +28,10 @@ class MemoryStorage : public Ostrel::IOStorage {
   bool Has(const std::string& key) const;
   std::string Raw(const std::string& key) const;
   std::map<std::string, std::string> Records() const;
+  // Waits until the record under key equals record (or, with an empty
+  // record, until the key is absent).
+  bool WaitForRecord(const std::string& key, const std::string& record,
+                     std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
   // Failure injection.
   std::atomic<bool> failSave{false};
@@ -43,6 +49,7 @@ class MemoryStorage : public Ostrel::IOStorage {
 
  private:
   mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
   std::map<std::string, std::string> records_;
 };
 

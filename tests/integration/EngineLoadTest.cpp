@@ -1,0 +1,174 @@
+// Namespace downloads after start-up: lazy loads, fallbacks, failures and
+// retries, candidates, and what is stored.
+#include <gtest/gtest.h>
+
+#include "EngineTestSupport.h"
+
+namespace OstrelTest {
+namespace {
+
+class EngineLoad : public ::testing::Test {
+ protected:
+  // Starts the library with an index of the given namespaces, none stored.
+  void Start(const std::vector<NamespaceSpec>& namespaces, const std::string& brand = "acme") {
+    StoreIndex(host, namespaces);
+    ASSERT_TRUE(InitEngine(host, brand));
+  }
+
+  // Reads until the value arrives or the listener has heard of a change.
+  std::string ReadAfterLoad(const std::string& nameSpace, const std::string& key) {
+    RecordingListener listener;
+    host.sdk->registerListener(nameSpace.c_str(), &listener);
+    listener.WaitForCount(1);
+    host.sdk->unregisterListener(nameSpace.c_str(), &listener);
+    return host.Get(nameSpace, key);
+  }
+
+  SdkHost host;
+};
+
+TEST_F(EngineLoad, FirstReadAnswersTheDefaultAndLoadsOnceInTheBackground) {
+  NamespaceSpec lazy{"lazy", "1"};
+  const std::string body = ServeConfig(host, lazy, {{"k", "v"}});
+  RecordingListener listener;
+  host.sdk->registerListener("lazy", &listener);  // before init: only remembered
+  Start({lazy});
+  EXPECT_EQ(host.Get("lazy", "k", "d"), "d");
+  for (int i = 0; i < 50; ++i) host.Get("lazy", "k", "d");  // a read storm posts nothing more
+  ASSERT_TRUE(listener.WaitForCount(1));
+  const Notification downloaded = listener.Notifications()[0];
+  EXPECT_EQ(downloaded.version, "1");
+  EXPECT_FALSE(downloaded.fromCache);
+  EXPECT_EQ(host.Get("lazy", "k"), "v");
+  EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy-v1")), 1u);
+  // The stored record is the document as served: digest line, then its JSON.
+  EXPECT_TRUE(host.storage.WaitForRecord("lazy", Frame(body)));
+  EXPECT_EQ(host.statistics.Count("config_rate", true), 1u);
+  host.sdk->unregisterListener("lazy", &listener);
+}
+
+TEST_F(EngineLoad, CdnFailureFallsBackToTheSignedApi) {
+  NamespaceSpec ns{"fallback", "2"};
+  const std::string body = ConfigJson("fallback", "2", {{"k", "signed"}}, ResourceIdOf(ns));
+  ns.md5 = Md5Of(body);
+  host.http.Route(CdnUrl(ResourceIdOf(ns)), Failure());
+  host.http.RoutePrefix(SignedUrl(ResourceIdOf(ns)), Body(body));
+  Start({ns});
+#ifdef OSTREL_TEST_SIGN_DIR
+  EXPECT_EQ(ReadAfterLoad("fallback", "k"), "signed");
+  const auto requests = host.http.Requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].url, CdnUrl("fallback-v2"));
+  EXPECT_EQ(requests[1].url, SignedUrl("fallback-v2"));
+  EXPECT_EQ(requests[1].headerCount, 8u);
+#else
+  GTEST_SKIP() << "no stand-in signing library on this platform";
+#endif
+}
+
+TEST_F(EngineLoad, FailedDownloadsKeepTheNamespaceWaitingAndReportWhy) {
+  NamespaceSpec down{"down", "1"};
+  NamespaceSpec empty{"empty", "1"};
+  NamespaceSpec garbage{"garbage", "1"};
+  NamespaceSpec tampered{"tampered", "1"};
+  NamespaceSpec foreign{"foreign", "1"};
+  tampered.md5 = Md5Of("what the index announced");
+  host.http.RoutePrefix("http://", Failure());  // no signed fallback either
+  host.http.Route(CdnUrl(ResourceIdOf(down)), Failure());
+  host.http.Route(CdnUrl(ResourceIdOf(empty)), Body(""));
+  host.http.Route(CdnUrl(ResourceIdOf(garbage)), Body("{not json"));
+  host.http.Route(CdnUrl(ResourceIdOf(tampered)), Body(ConfigJson("tampered", "1", {{"k", "v"}})));
+  // A document that names another namespace must not be cached for this one.
+  host.http.Route(CdnUrl(ResourceIdOf(foreign)), Body(ConfigJson("down", "1", {{"k", "v"}})));
+  Start({down, empty, garbage, tampered, foreign});
+
+  const struct {
+    const char* name;
+    const char* code;
+  } kCases[] = {{"down", "download error"},
+                {"empty", "config is empty"},
+                {"garbage", "config content error"},
+                {"tampered", "download error"},
+                {"foreign", "config content error"}};
+  for (const auto& c : kCases) host.Get(c.name, "k");
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", false, 5));
+  for (const auto& c : kCases) {
+    bool found = false;
+    for (const Commit& commit : host.statistics.Commits()) {
+      if (commit.arg == c.name) {
+        found = true;
+        EXPECT_FALSE(commit.success) << c.name;
+        EXPECT_EQ(commit.code, c.code) << c.name;
+        EXPECT_EQ(commit.module, "OstrelConfig");
+      }
+    }
+    EXPECT_TRUE(found) << c.name;
+    EXPECT_EQ(host.Get(c.name, "k", "d"), "d") << c.name;
+  }
+  EXPECT_TRUE(host.logger.Contains("download error, resourceId:down-v1"));
+  EXPECT_TRUE(host.logger.Contains("download sucessfully,but config is empty"));
+  EXPECT_TRUE(host.logger.Contains("download sucessfully,but config content error"));
+  EXPECT_TRUE(host.logger.Contains("content is broken!!!"));
+  EXPECT_FALSE(host.storage.Has("down")) << "nothing stored for a failure";
+}
+
+// A failed namespace is retried when an update notice brings no new index.
+TEST_F(EngineLoad, FailedNamespacesAreRetriedWhenTheIndexIsUnchanged) {
+  NamespaceSpec a{"a", "1"}, b{"b", "1"}, c{"c", "1"};
+  const std::string index = IndexJson("index-1", "1", kCdn, {a, b, c});
+  host.http.RoutePrefix("http://", Failure());
+  host.http.Route(CdnUrl("index-file"), Body(index));
+  Start({a, b, c});
+  host.Get("a", "k");
+  host.Get("b", "k");
+  host.Get("c", "k");
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", false, 3));
+
+  ServeConfig(host, a, {{"k", "A"}});
+  ServeConfig(host, b, {{"k", "B"}});
+  ServeConfig(host, c, {{"k", "C"}});
+  Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
+  intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-file&protocol=https");
+  host.sdk->releaseIntercept(intercept);
+  ASSERT_TRUE(host.logger.WaitFor("retryFailRequests ,finish load retryNamespaces"));
+  EXPECT_TRUE(host.logger.Contains("loadIndex fail , id or version is match"));
+  EXPECT_EQ(host.Get("a", "k"), "A");
+  EXPECT_EQ(host.Get("b", "k"), "B");
+  EXPECT_EQ(host.Get("c", "k"), "C");
+}
+
+TEST_F(EngineLoad, MatchingCandidateReplacesTheNamespacesOwnResource) {
+  NamespaceSpec feature{"feature", "3"};
+  feature.candidates = {{"feature-beta", "", "app_ver<1.0", "8"},
+                        {"feature-acme", "", "app_ver>=1.0&m_brand=acme&did_hash=100_0-99", "9"}};
+  host.http.Route(CdnUrl("feature-acme"),
+                  Body(ConfigJson("feature", "9", {{"k", "acme"}}, "feature-acme")));
+  ServeConfig(host, feature, {{"k", "own"}});
+  Start({feature}, "acme");
+  EXPECT_EQ(ReadAfterLoad("feature", "k"), "acme");
+  EXPECT_EQ(host.http.CountPrefix(CdnUrl("feature-v3")), 0u);
+}
+
+TEST_F(EngineLoad, WithoutAMatchingCandidateTheOwnResourceIsUsed) {
+  NamespaceSpec feature{"feature", "3"};
+  feature.candidates = {{"feature-acme", "", "m_brand=acme", "9"}};
+  ServeConfig(host, feature, {{"k", "own"}});
+  Start({feature}, "other-brand");
+  EXPECT_EQ(ReadAfterLoad("feature", "k"), "own");
+  EXPECT_TRUE(host.logger.Contains("match fail, key:m_brand"));
+}
+
+TEST_F(EngineLoad, ReadsBeforeReadyOnlyRememberTheNamespace) {
+  NamespaceSpec early{"early", "1"};
+  ServeConfig(host, early, {{"k", "v"}});
+  StoreIndex(host, {early});
+  // Not initialised: the read is remembered, nothing is posted.
+  EXPECT_EQ(host.Get("early", "k", "d"), "d");
+  EXPECT_EQ(host.http.RequestCount(), 0u);
+  ASSERT_TRUE(InitEngine(host));
+  EXPECT_EQ(host.http.RequestCount(), 0u) << "a waiting DEFAULT namespace waits for an index";
+  EXPECT_EQ(ReadAfterLoad("early", "k"), "v");
+}
+
+}  // namespace
+}  // namespace OstrelTest

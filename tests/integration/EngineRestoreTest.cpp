@@ -1,0 +1,139 @@
+// Start-up: what is restored from the host's store, and what is downloaded.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "EngineTestSupport.h"
+
+namespace OstrelTest {
+namespace {
+
+TEST(EngineRestore, StoredConfigsAreServedWithoutNetwork) {
+  SdkHost host;
+  NamespaceSpec standard{"ui", "3"};
+  NamespaceSpec custom{"notes", "2"};
+  custom.type = "CUSTOM";
+  StoreIndex(host, {standard, custom});
+  host.storage.PutRaw("ui", Frame(ConfigJson("ui", "3", {{"color", "blue"}, {"size", "9"}})));
+  host.storage.PutRaw("notes", Frame(CustomJson("notes", "2", "free text")));
+  RecordingListener early;
+  host.sdk->registerListener("ui", &early);  // before init: only remembered
+
+  ASSERT_TRUE(InitEngine(host));
+  EXPECT_EQ(host.Get("ui", "color"), "blue");
+  EXPECT_EQ(host.Get("ui", "missing", "d"), "d");
+  EXPECT_EQ(host.Get("notes", "anything", "d"), "d") << "a CUSTOM namespace has no keys";
+
+  char* text = host.sdk->getCustomConfig("notes", "d");
+  EXPECT_STREQ(text, "free text");
+  host.sdk->freeConfigValue(text);
+  text = host.sdk->getCustomConfig("ui", "d");
+  EXPECT_STREQ(text, R"({"color":"blue","size":"9"})");
+  host.sdk->freeConfigValue(text);
+
+  int count = 0;
+  char* packed = host.sdk->getConfigs("ui", &count);
+  ASSERT_EQ(count, 2);
+  EXPECT_EQ(std::string(packed, std::strlen("color") + std::strlen("blue") + 2 +
+                                    std::strlen("size") + std::strlen("9") + 2),
+            std::string("color\0blue\0size\0" "9\0", 18));
+  host.sdk->freeConfigValue(packed);
+  EXPECT_EQ(host.sdk->getConfigs("notes", &count), nullptr);
+  EXPECT_EQ(count, 0);
+
+  ASSERT_TRUE(early.WaitForCount(1));
+  const Notification restored = early.Notifications()[0];
+  EXPECT_EQ(restored.nameSpace, "ui");
+  EXPECT_EQ(restored.version, "3");
+  EXPECT_TRUE(restored.fromCache);
+  EXPECT_EQ(host.http.RequestCount(), 0u);
+  EXPECT_TRUE(host.logger.Contains("loadCaches start index"));
+  EXPECT_TRUE(host.logger.Contains("loadCaches start restore configs 2"));
+  EXPECT_TRUE(host.logger.Contains("loadCaches finish restore configs "));
+  EXPECT_FALSE(host.logger.Contains("notMatchNamespaces"));
+  host.sdk->unregisterListener("ui", &early);
+}
+
+// Which stored namespaces start-up downloads before it declares itself
+// ready, and which it leaves for the first read.
+TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
+  SdkHost host;
+  NamespaceSpec outdated{"outdated", "10"};
+  NamespaceSpec current{"current", "9"};
+  NamespaceSpec high{"high", "1"};
+  high.loadLevel = "HIGH";
+  NamespaceSpec broken{"broken", "4"};
+  broken.loadLevel = "HIGH";
+  NamespaceSpec lazy{"lazy", "1"};
+  NamespaceSpec garbled{"garbled", "1"};  // version "abc" stored, reads as 0
+  StoreIndex(host, {outdated, current, high, broken, lazy, garbled});
+  host.storage.PutRaw("outdated", Frame(ConfigJson("outdated", "9", {{"k", "old"}})));
+  host.storage.PutRaw("current", Frame(ConfigJson("current", "9", {{"k", "kept"}})));
+  host.storage.PutRaw("garbled", Frame(ConfigJson("garbled", "abc", {{"k", "old"}})));
+  // A record whose digest no longer matches its value is as good as absent.
+  host.storage.PutRaw("broken", Frame(ConfigJson("broken", "4", {{"k", "x"}})) + "tail");
+  ServeConfig(host, outdated, {{"k", "new"}});
+  ServeConfig(host, high, {{"k", "high"}});
+  ServeConfig(host, broken, {{"k", "fixed"}});
+  ServeConfig(host, garbled, {{"k", "new"}});
+  ServeConfig(host, lazy, {{"k", "lazy"}});
+
+  ASSERT_TRUE(InitEngine(host));
+  // Everything loaded at start-up is readable the moment ready is signalled.
+  EXPECT_EQ(host.Get("outdated", "k"), "new");
+  EXPECT_EQ(host.Get("current", "k"), "kept");
+  EXPECT_EQ(host.Get("high", "k"), "high");
+  EXPECT_EQ(host.Get("broken", "k"), "fixed");
+  EXPECT_EQ(host.Get("garbled", "k"), "new");
+  EXPECT_TRUE(host.logger.Contains("content is broken"));
+  EXPECT_TRUE(host.logger.Contains("loadCaches start load notMatchNamespaces "));
+  EXPECT_EQ(host.http.CountPrefix(CdnUrl("current")), 0u);
+  EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy")), 0u) << "DEFAULT waits for its first read";
+  EXPECT_EQ(host.statistics.Count("config_rate", true), 4u);
+}
+
+TEST(EngineRestore, UnusableStoredIndexClearsTheStoreOnce) {
+  const struct {
+    const char* name;
+    std::string record;  // empty: no record
+    const char* message;
+  } kCases[] = {
+      {"absent", "", "load index failed"},
+      {"other app", Frame(IndexJson("i", "1", kCdn, {{"a"}}, "another-app")), "index invalide"},
+      {"no namespaces", Frame(IndexJson("i", "1", kCdn, {})), "index invalide"},
+      {"not json", Frame("{{{"), "index invalide"},
+      {"bad digest", "0123\n{}", "content is broken"},
+  };
+  for (const auto& c : kCases) {
+    SdkHost host;
+    if (!c.record.empty()) host.storage.PutRaw("ostrel.index", c.record);
+    host.storage.PutRaw("a", Frame(ConfigJson("a", "1", {{"k", "v"}})));
+    ASSERT_TRUE(InitEngine(host)) << c.name;
+    EXPECT_TRUE(host.logger.Contains(c.message)) << c.name;
+    EXPECT_EQ(host.storage.clearCalls, 1) << c.name;
+    EXPECT_EQ(host.Get("a", "k", "d"), "d") << c.name << ": nothing restored without an index";
+  }
+}
+
+TEST(EngineRestore, CandidateChosenByTheClientIsRestoredAndReported) {
+  SdkHost host;
+  NamespaceSpec feature{"feature", "2"};
+  feature.candidates = {{"feature-other", "", "m_brand=other", "5"},
+                        {"feature-acme", "", "app_ver>=1.0&m_brand=acme", "7"}};
+  StoreIndex(host, {feature});
+  // Stored: the acme candidate's document (its version is older than the
+  // namespace's own, but a candidate document is never queued for that).
+  host.storage.PutRaw("feature",
+                      Frame(ConfigJson("feature", "1", {{"k", "acme"}}, "feature-acme")));
+  RecordingListener listener;
+  host.sdk->registerListener("feature", &listener);
+  ASSERT_TRUE(InitEngine(host, "acme"));
+  EXPECT_EQ(host.Get("feature", "k"), "acme");
+  ASSERT_TRUE(listener.WaitForCount(1));
+  EXPECT_EQ(listener.Notifications()[0].version, "7") << "the candidate's version";
+  EXPECT_EQ(host.http.RequestCount(), 0u);
+  host.sdk->unregisterListener("feature", &listener);
+}
+
+}  // namespace
+}  // namespace OstrelTest
