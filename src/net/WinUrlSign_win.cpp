@@ -52,7 +52,7 @@ std::wstring ExecutableDirectory() {
 std::wstring JoinPath(const std::wstring& folder, const wchar_t* name) {
   if (folder.empty() || folder.size() >= MAX_PATH) return std::wstring();
   wchar_t path[MAX_PATH] = {};
-  folder.copy(path, folder.size());
+  std::wmemcpy(path, folder.data(), folder.size());
   if (!PathAppendW(path, name)) return std::wstring();
   return path;
 }

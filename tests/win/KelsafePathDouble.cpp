@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <cwchar>
+#include <string>
 
 #include "KelsafeDouble.h"
 #include "net/KelsafeInterfaces.h"
@@ -28,12 +29,11 @@ class SdkDirectoryPath final : public KelsafeDouble::Counted<ISdkDirectoryPath> 
     wchar_t path[MAX_PATH] = {};
     const DWORD length = GetModuleFileNameW(gModule, path, MAX_PATH);
     if (length == 0 || length >= MAX_PATH) return -1;
-    wchar_t* slash = std::wcsrchr(path, L'\\');
-    if (slash == nullptr) return -1;
-    slash[1] = L'\0';
-    if (std::wcslen(path) + std::wcslen(KelsafeDouble::kSdkFolder) >= capacity) return -1;
-    std::wcscpy(directory, path);
-    std::wcscat(directory, KelsafeDouble::kSdkFolder);
+    std::wstring result(path, length);
+    result.erase(result.rfind(L'\\') + 1);
+    result += KelsafeDouble::kSdkFolder;
+    if (result.size() >= capacity) return -1;
+    std::wmemcpy(directory, result.c_str(), result.size() + 1);
     return kOk;
 #endif
   }

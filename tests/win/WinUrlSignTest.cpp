@@ -97,7 +97,7 @@ TEST_F(WinUrlSignTest, InitFindsTheProxyOrSaysWhyNot) {
       {L"no-signer", false, {kLoadPathError, "Start|Get IUrlSignProxy error\n"}},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.layout, c.layout + wcslen(c.layout)));
+    SCOPED_TRACE(::testing::PrintToString(std::wstring(c.layout)));
     UseFolder(Folder(c.layout));
     logger.Clear();
     WinUrlSign signer;
