@@ -8,11 +8,11 @@
 #include "api/CString.h"
 #include "api/OConfig.h"
 #include "center/ConfigCenter.h"
+#include "center/OThreadPoolFactory.h"
 #include "host/LogManager.h"
 #include "host/StatisticsManager.h"
 #include "host/StorageManager.h"
 #include "net/NetworkManager.h"
-#include "update/EngineHooks.h"
 #include "update/TovraIntercept.h"
 
 namespace Ostrel {
@@ -174,10 +174,14 @@ void OstrelConfigImpl::PeskUpdateNamespace(const char* serverId, const char* dat
       LogError(kMethod, kTag, "PeskUpdateNamespace: server id is not ostrel, but" + server);
       return;
     }
-    if (!EngineHooks::IsEngineReady()) {
+    ConfigCenter* engine = ConfigCenter::GetInstance();
+    if (!engine->IsInitFinished()) {
       LogError(kMethod, kTag, "PeskUpdateNamespace: ostrel did not init yet!!!");
       return;
     }
+    OThreadPoolFactory::PostSecondary(
+        [engine, message = std::move(message)] { engine->LoadPushedNamespace(message); },
+        "OstrelConfigImpl::PeskUpdateNamespace");
   });
 }
 

@@ -62,6 +62,8 @@ class ConfigCenter {
   void LoadConfigLazy(const std::string& nameSpace);
   // Loads every waiting namespace again.
   void RetryFailRequests();
+  // A push message: one namespace descriptor as JSON text, loaded at once.
+  void LoadPushedNamespace(const std::string& text);
 
   // Applies an accepted index update notice: fetch, cache, drop what the
   // index no longer lists, download what changed. Runs on the calling thread.

@@ -117,6 +117,16 @@ void ConfigCenter::LoadConfigLazy(const std::string& nameSpace) {
   LoadConfig(std::move(ns));
 }
 
+void ConfigCenter::LoadPushedNamespace(const std::string& text) {
+  std::shared_ptr<NamespaceDO> ns = NamespaceDO::ParseFromJson(text);
+  if (!ns) return;  // the parser logged why
+  if (ns->name == "ostrel" || ns->name == "ostrel.index") {
+    LogError("PeskUpdateNamespace", kTag, "PeskUpdateNamespace: namespace is occupied by sdk");
+    return;
+  }
+  LoadConfig(std::move(ns));
+}
+
 void ConfigCenter::RetryFailRequests() {
   const std::set<std::string> waiting = tracker_.Waiting();
   if (waiting.empty()) {
