@@ -10,7 +10,7 @@ namespace Ostrel {
 namespace {
 
 std::atomic<bool> gClosed{false};
-thread_local int tDepth = 0;
+OSTREL_FAST_TLS thread_local int tDepth = 0;
 
 }  // namespace
 

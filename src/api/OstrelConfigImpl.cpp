@@ -3,6 +3,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "api/ApiGate.h"
 #include "api/CString.h"
@@ -81,9 +82,24 @@ bool OstrelConfigImpl::init(IOConfig* config) {
 char* OstrelConfigImpl::getConfig(const char* nameSpace, const char* key,
                                   const char* defaultValue) {
   if (nameSpace == nullptr || key == nullptr) return nullptr;
-  return LookupOrDefault("getConfig", defaultValue, [&](std::string& value) {
-    return ConfigCenter::GetInstance()->GetConfigValue(nameSpace, key, value);
-  });
+  {
+    // The hot path: the value is copied straight from the cached document
+    // into the caller's buffer, inside the pass that keeps it alive.
+    ApiGate::Pass pass;
+    if (pass.open()) {
+      try {
+        std::string_view value;
+        if (ConfigCenter::GetInstance()->FindConfigValue(nameSpace, key, &value)) {
+          return CopyToCString(value.data(), value.size());
+        }
+      } catch (const std::exception& e) {
+        LogError("getConfig", kTag, std::string("failed: ") + e.what());
+      } catch (...) {
+        LogError("getConfig", kTag, "failed");
+      }
+    }
+  }
+  return DuplicateCString(defaultValue);
 }
 
 bool OstrelConfigImpl::forceCheckUpdate() {

@@ -17,9 +17,9 @@ namespace Ostrel {
 namespace {
 
 const char kTag[] = "Ostrel.ConfigCenter";
-const char kReservedSdkNamespace[] = "ostrel";
-const char kReservedIndexNamespace[] = "ostrel.index";
-const char kStandard[] = "STANDARD";
+constexpr std::string_view kReservedSdkNamespace = "ostrel";
+constexpr std::string_view kReservedIndexNamespace = "ostrel.index";
+constexpr std::string_view kStandard = "STANDARD";
 
 }  // namespace
 
@@ -106,7 +106,7 @@ void ConfigCenter::ForceCheckUpdate() {
                                        ReadInt64(indexCache_->GetVersionIndexVersion()));
 }
 
-bool ConfigCenter::CheckLookupName(const std::string& nameSpace) {
+bool ConfigCenter::CheckLookupName(std::string_view nameSpace) {
   if (nameSpace.empty()) {
     LogError("GetConfigObj", kTag, "getConfigObj error, namespace is empty");
     return false;
@@ -149,7 +149,7 @@ char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
     RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
     return nullptr;
   }
-  if (document->type != kStandard || document->content.empty()) return nullptr;
+  if (std::string_view(document->type) != kStandard || document->content.empty()) return nullptr;
   size_t size = 0;
   for (const auto& pair : document->content) size += pair.first.size() + pair.second.size() + 2;
   char* packed = static_cast<char*>(std::malloc(size));
@@ -191,17 +191,26 @@ bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) 
 
 bool ConfigCenter::GetConfigValue(const std::string& nameSpace, const std::string& key,
                                   std::string& out) {
-  if (!CheckLookupName(nameSpace)) return false;
   ReadSection section;
+  std::string_view value;
+  if (!FindConfigValue(nameSpace, key, &value)) return false;
+  out.assign(value.data(), value.size());
+  return true;
+}
+
+bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view key,
+                                   std::string_view* value) {
+  if (!CheckLookupName(nameSpace)) return false;
   const ConfigDO* document = configCache_->Peek(nameSpace);
   if (document == nullptr) {
+    const std::string name(nameSpace);
     if (LogEnabled(kLogInfo)) {
-      LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
+      LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + name + " ... null");
     }
-    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
+    RequestLoad(name, "ConfigCenter::GetConfigObj");
     return false;
   }
-  return document->type == kStandard && document->Find(key, &out);
+  return std::string_view(document->type) == kStandard && document->content.Find(key, value);
 }
 
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {

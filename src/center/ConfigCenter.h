@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "cache/ConfigCache.h"
 #include "cache/IndexCache.h"
@@ -56,6 +57,11 @@ class ConfigCenter {
   bool GetConfigObj(const std::string& nameSpace, std::string& out);
   // One value of a STANDARD namespace, without copying the namespace.
   bool GetConfigValue(const std::string& nameSpace, const std::string& key, std::string& out);
+  // The same for a caller that holds a ReadSection (a host call's gate pass):
+  // value points into the cached document and stays valid until the caller
+  // leaves the section. Copies nothing.
+  bool FindConfigValue(std::string_view nameSpace, std::string_view key,
+                       std::string_view* value);
 
   // Brings one namespace up to date; synchronous, on the calling thread.
   void LoadConfig(std::shared_ptr<NamespaceDO> ns);
@@ -86,7 +92,7 @@ class ConfigCenter {
  private:
   void RunStartUp();
   // Shared checks of every lookup form; false when the name is refused.
-  bool CheckLookupName(const std::string& nameSpace);
+  bool CheckLookupName(std::string_view nameSpace);
   // A lookup or registration found nothing cached: remember the namespace,
   // or post one lazy load under taskName.
   void RequestLoad(const std::string& nameSpace, const char* taskName);

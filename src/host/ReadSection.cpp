@@ -18,7 +18,7 @@ std::atomic<uint64_t> gEpoch{2};
 std::atomic<unsigned> gNextStripe{0};
 std::mutex gAdvanceMutex;
 
-thread_local int tStripe = -1;
+OSTREL_FAST_TLS thread_local int tStripe = -1;
 
 Stripe& MyStripe() {
   if (tStripe < 0) {

@@ -4,6 +4,15 @@
 
 #include <cstdint>
 
+// Thread-locals read on every host call use the initial-exec model where the
+// platform has it: one load from the thread pointer instead of a call into
+// the dynamic loader for each access.
+#if defined(__GNUC__) && !defined(_WIN32) && !defined(__APPLE__)
+#define OSTREL_FAST_TLS __attribute__((tls_model("initial-exec")))
+#else
+#define OSTREL_FAST_TLS
+#endif
+
 namespace Ostrel {
 
 // A reader marks the time it spends reading published data by holding a

@@ -59,6 +59,7 @@ ConfigContent ConfigContent::Builder::Finish() {
     return content.KeyOf(a) == content.KeyOf(b);
   };
   entries.erase(std::unique(entries.begin(), entries.end(), sameKey), entries.end());
+  content.BuildIndex();
   return content;
 }
 
@@ -124,13 +125,43 @@ ConfigContent ConfigContent::FromMap(const std::map<std::string, std::string>& p
   return builder.Finish();
 }
 
+namespace {
+
+// FNV-1a over the key's bytes: cheap for the short keys configs use, and
+// spread well enough for a half-empty table.
+inline uint64_t HashKey(std::string_view key) {
+  uint64_t hash = 14695981039346656037ull;
+  for (unsigned char c : key) hash = (hash ^ c) * 1099511628211ull;
+  return hash ^ (hash >> 29);
+}
+
+}  // namespace
+
+void ConfigContent::BuildIndex() {
+  slots_.clear();
+  if (entries_.empty()) return;
+  size_t capacity = 4;
+  while (capacity < entries_.size() * 2) capacity *= 2;
+  slots_.assign(capacity, 0);
+  const size_t mask = capacity - 1;
+  for (size_t i = 0; i < entries_.size(); ++i) {
+    size_t slot = HashKey(KeyOf(entries_[i])) & mask;
+    while (slots_[slot] != 0) slot = (slot + 1) & mask;
+    slots_[slot] = static_cast<uint32_t>(i + 1);
+  }
+}
+
 bool ConfigContent::Find(std::string_view key, std::string_view* value) const {
-  const auto it = std::lower_bound(
-      entries_.begin(), entries_.end(), key,
-      [this](const Entry& entry, std::string_view wanted) { return KeyOf(entry) < wanted; });
-  if (it == entries_.end() || KeyOf(*it) != key) return false;
-  *value = ValueOf(*it);
-  return true;
+  if (slots_.empty()) return false;
+  const size_t mask = slots_.size() - 1;
+  for (size_t slot = HashKey(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+    const Entry& entry = entries_[slots_[slot] - 1];
+    if (entry.keyLength == key.size() && KeyOf(entry) == key) {
+      *value = ValueOf(entry);
+      return true;
+    }
+  }
+  return false;
 }
 
 bool ConfigContent::Find(std::string_view key, std::string* value) const {

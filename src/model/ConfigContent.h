@@ -4,6 +4,7 @@
 #define OSTREL_MODEL_CONFIGCONTENT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -15,7 +16,8 @@ namespace Ostrel {
 // Built once while a document is parsed, then read-only. All keys and values
 // live in one buffer, indexed by a table of offsets sorted by key: a
 // namespace of ten thousand keys costs two allocations instead of thirty
-// thousand, and a lookup is a binary search that copies nothing.
+// thousand. Lookups go through an open-addressing hash index over that table,
+// so a read costs the same whatever the namespace's size, and copy nothing.
 class ConfigContent {
  private:
   struct Entry {
@@ -68,8 +70,8 @@ class ConfigContent {
 
   static ConfigContent FromMap(const std::map<std::string, std::string>& pairs);
 
-  // The value under key (exact, case-sensitive bytes). O(log n); the view
-  // form copies nothing and lives as long as this content.
+  // The value under key (exact, case-sensitive bytes). O(1); the view form
+  // copies nothing and lives as long as this content.
   bool Find(std::string_view key, std::string_view* value) const;
   bool Find(std::string_view key, std::string* value) const;
 
@@ -93,8 +95,14 @@ class ConfigContent {
     return std::string_view(bytes_.data() + entry.valueOffset, entry.valueLength);
   }
 
+  // Fills slots_ from entries_ (after sorting and de-duplication).
+  void BuildIndex();
+
   std::string bytes_;
   std::vector<Entry> entries_;
+  // Entry index + 1 per slot, 0 for an empty slot; a power of two in size,
+  // at most half full.
+  std::vector<uint32_t> slots_;
 };
 
 }  // namespace Ostrel

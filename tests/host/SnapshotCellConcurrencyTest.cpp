@@ -24,9 +24,11 @@ TEST(SnapshotCellConcurrency, ReadersAlwaysSeeWholeLiveSnapshots) {
   std::atomic<bool> stop{false};
   std::atomic<long> reads{0};
   std::atomic<int> mismatches{0};
+  std::atomic<int> running{0};
   std::vector<std::thread> readers;
   for (int t = 0; t < 3; ++t) {
     readers.emplace_back([&] {
+      ++running;
       int lastSeen = 0;
       while (!stop) {
         ReadSection section;
@@ -41,12 +43,18 @@ TEST(SnapshotCellConcurrency, ReadersAlwaysSeeWholeLiveSnapshots) {
       }
     });
   }
-  for (int g = 1; g <= 3000; ++g) cell.Publish(std::make_unique<Generation>(g));
+  while (running < 3) std::this_thread::yield();
+  // At least 3000 generations, and on a busy machine more, until the readers
+  // have read a good number of them.
+  int generation = 0;
+  while (generation < 3000 || (reads < 3000 && generation < 1000000)) {
+    cell.Publish(std::make_unique<Generation>(++generation));
+  }
   stop = true;
   for (auto& reader : readers) reader.join();
   EXPECT_EQ(mismatches, 0);
   EXPECT_GT(reads, 0);
-  EXPECT_EQ(cell.Read()->generation, 3000);
+  EXPECT_EQ(cell.Read()->generation, generation);
 }
 
 }  // namespace
