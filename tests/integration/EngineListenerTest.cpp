@@ -6,7 +6,7 @@
 #include <chrono>
 #include <thread>
 
-#include "EngineTestSupport.h"
+#include "EngineHost.h"
 
 namespace OstrelTest {
 namespace {

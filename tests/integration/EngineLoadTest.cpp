@@ -2,7 +2,7 @@
 // retries, candidates, and what is stored.
 #include <gtest/gtest.h>
 
-#include "EngineTestSupport.h"
+#include "EngineHost.h"
 
 namespace OstrelTest {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "EngineTestSupport.h"
+#include "EngineHost.h"
 
 namespace OstrelTest {
 namespace {

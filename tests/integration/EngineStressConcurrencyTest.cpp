@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "EngineTestSupport.h"
+#include "EngineHost.h"
 
 namespace OstrelTest {
 namespace {

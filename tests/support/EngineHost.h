@@ -1,7 +1,7 @@
 // Shared set-up of the engine tests: a host with the fakes, a stored or
 // served index, and the URLs the library is expected to ask for.
-#ifndef OSTREL_TESTS_INTEGRATION_ENGINETESTSUPPORT_H_
-#define OSTREL_TESTS_INTEGRATION_ENGINETESTSUPPORT_H_
+#ifndef OSTREL_TESTS_SUPPORT_ENGINEHOST_H_
+#define OSTREL_TESTS_SUPPORT_ENGINEHOST_H_
 
 #include <string>
 #include <vector>
@@ -63,4 +63,4 @@ inline std::string ServeConfig(SdkHost& host, const NamespaceSpec& ns,
 
 }  // namespace OstrelTest
 
-#endif  // OSTREL_TESTS_INTEGRATION_ENGINETESTSUPPORT_H_
+#endif  // OSTREL_TESTS_SUPPORT_ENGINEHOST_H_
