@@ -94,13 +94,7 @@ TEST(CustomConfigDO, ParseFailuresLogOneExactLine) {
 }
 
 TEST(ConfigDO, CheckValidAgainstTheEngine) {
-  OstrelTest::ScopedAppSettings settings;
-  struct Case {
-    Members members;
-    bool valid;
-    bool logsInvaild;
-  };
-  std::vector<Case> cases = {
+  std::vector<OstrelTest::CheckCase> cases = {
       {Standard(), true, false},
       {With(Standard(), "appVersion", Quoted("*")), true, false},
       {With(Standard(), "createTime", Quoted("")), true, false},
@@ -113,16 +107,8 @@ TEST(ConfigDO, CheckValidAgainstTheEngine) {
        {"appKey", "appVersion", "id", "name", "resourceId", "loadLevel", "version"}) {
     cases.push_back({With(Standard(), field, Quoted("")), false, false});
   }
-  for (const Case& c : cases) {
-    const std::string text = JsonObject(c.members);
-    const auto config = ConfigDO::ParseFromJson(text);
-    ASSERT_NE(nullptr, config) << text;
-    OstrelTest::ScopedLogCapture capture;
-    EXPECT_EQ(c.valid, config->CheckValid()) << text;
-    EXPECT_EQ(c.logsInvaild ? std::vector<std::string>{"invaild"} : std::vector<std::string>{},
-              capture.Texts())
-        << text;
-  }
+  OstrelTest::ExpectCheckValid(cases, "invaild",
+                               [](const std::string& text) { return ConfigDO::ParseFromJson(text); });
 }
 
 TEST(CustomConfigDO, CheckValidNeedsText) {

@@ -67,13 +67,7 @@ TEST(IndexDO, ParseFailuresLogTheirLines) {
 }
 
 TEST(IndexDO, CheckValidAgainstTheEngine) {
-  OstrelTest::ScopedAppSettings settings;
-  struct Case {
-    Members members;
-    bool valid;
-    bool logs;
-  };
-  std::vector<Case> cases = {
+  std::vector<OstrelTest::CheckCase> cases = {
       {Index(), true, false},
       {With(Index(), "appVersion", Quoted("*")), true, false},
       {With(Index(), "appVersion", Quoted("3.0")), false, true},
@@ -84,14 +78,9 @@ TEST(IndexDO, CheckValidAgainstTheEngine) {
     if (member.first == "mergedNamespaces") continue;
     cases.push_back({With(Index(), member.first, Quoted("")), false, false});
   }
-  for (const Case& c : cases) {
-    const auto index = IndexDO::ParseFormJson(JsonObject(c.members));
-    ASSERT_NE(nullptr, index) << JsonObject(c.members);
-    OstrelTest::ScopedLogCapture capture;
-    EXPECT_EQ(c.valid, index->CheckValid()) << JsonObject(c.members);
-    EXPECT_EQ(c.logs ? std::vector<std::string>{"index invaild"} : std::vector<std::string>{},
-              capture.Texts());
-  }
+  OstrelTest::ExpectCheckValid(cases, "index invaild", [](const std::string& text) {
+    return IndexDO::ParseFormJson(text);
+  });
 }
 
 TEST(IndexDO, WritesCompactJsonThatReadsBack) {

@@ -3,10 +3,13 @@
 #ifndef OSTREL_TESTS_MODEL_MODELTESTDATA_H_
 #define OSTREL_TESTS_MODEL_MODELTESTDATA_H_
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ScopedLogCapture.h"
 #include "host/Settings.h"
 
 namespace OstrelTest {
@@ -67,6 +70,31 @@ class ScopedAppSettings {
   ScopedAppSettings(const ScopedAppSettings&) = delete;
   ScopedAppSettings& operator=(const ScopedAppSettings&) = delete;
 };
+
+// A document, whether CheckValid accepts it, and whether it then logs the
+// application mismatch.
+struct CheckCase {
+  Members members;
+  bool valid;
+  bool logsMismatch;
+};
+
+// Parses every case with parse (which must succeed), runs CheckValid and
+// expects either no log line or exactly mismatchLine.
+template <typename Parse>
+void ExpectCheckValid(const std::vector<CheckCase>& cases, const char* mismatchLine, Parse parse) {
+  ScopedAppSettings settings;
+  for (const CheckCase& c : cases) {
+    const std::string text = JsonObject(c.members);
+    const auto document = parse(text);
+    ASSERT_NE(nullptr, document) << text;
+    ScopedLogCapture capture;
+    EXPECT_EQ(c.valid, document->CheckValid()) << text;
+    EXPECT_EQ(c.logsMismatch ? std::vector<std::string>{mismatchLine} : std::vector<std::string>{},
+              capture.Texts())
+        << text;
+  }
+}
 
 }  // namespace OstrelTest
 
