@@ -102,7 +102,9 @@ std::shared_ptr<CandidateDO> NamespaceDO::FindMatchingCandidate(
   for (size_t i = 0; i < candidates.size(); ++i) {
     const std::shared_ptr<CandidateDO>& candidate = candidates[i];
     if (candidate == nullptr) {
-      LogWarn(method, kTag, "candidates[" + std::to_string(i) + "] is nullptr");
+      if (LogEnabled(kLogWarn)) {
+        LogWarn(method, kTag, "candidates[" + std::to_string(i) + "] is nullptr");
+      }
       continue;
     }
     if (candidate->CheckValid() && candidate->Match(attributes)) return candidate;
