@@ -139,16 +139,23 @@ void ConfigCenter::RequestLoad(const std::string& nameSpace, const char* taskNam
   if (!posted) tracker_.ClearLazyQueued(nameSpace);
 }
 
+const ConfigDO* ConfigCenter::FindDocument(std::string_view nameSpace) {
+  if (!CheckLookupName(nameSpace)) return nullptr;
+  const ConfigDO* document = configCache_->Peek(nameSpace);
+  if (document != nullptr) return document;
+  const std::string name(nameSpace);
+  if (LogEnabled(kLogInfo)) {
+    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + name + " ... null");
+  }
+  RequestLoad(name, "ConfigCenter::GetConfigObj");
+  return nullptr;
+}
+
 char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
   if (count != nullptr) *count = 0;
-  if (!CheckLookupName(nameSpace)) return nullptr;
   ReadSection section;
-  const ConfigDO* document = configCache_->Peek(nameSpace);
-  if (document == nullptr) {
-    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
-    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
-    return nullptr;
-  }
+  const ConfigDO* document = FindDocument(nameSpace);
+  if (document == nullptr) return nullptr;
   if (std::string_view(document->type) != kStandard || document->content.empty()) return nullptr;
   size_t size = 0;
   for (const auto& pair : document->content) size += pair.first.size() + pair.second.size() + 2;
@@ -169,22 +176,19 @@ char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
 
 bool ConfigCenter::GetConfigObj(const std::string& nameSpace,
                                 std::map<std::string, std::string>& out) {
-  if (!CheckLookupName(nameSpace)) return false;
-  if (configCache_->GetConfigs(nameSpace, out)) return true;
-  LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
-  RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
-  return false;
+  ReadSection section;
+  const ConfigDO* document = FindDocument(nameSpace);
+  if (document == nullptr) return false;
+  if (std::string_view(document->type) == kStandard) {
+    for (const auto& pair : document->content) out.emplace(pair.first, pair.second);
+  }
+  return true;
 }
 
 bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) {
-  if (!CheckLookupName(nameSpace)) return false;
   ReadSection section;
-  const ConfigDO* document = configCache_->Peek(nameSpace);
-  if (document == nullptr) {
-    LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + nameSpace + " ... null");
-    RequestLoad(nameSpace, "ConfigCenter::GetConfigObj");
-    return false;
-  }
+  const ConfigDO* document = FindDocument(nameSpace);
+  if (document == nullptr) return false;
   out = document->ContentText();
   return true;
 }
@@ -200,16 +204,8 @@ bool ConfigCenter::GetConfigValue(const std::string& nameSpace, const std::strin
 
 bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view key,
                                    std::string_view* value) {
-  if (!CheckLookupName(nameSpace)) return false;
-  const ConfigDO* document = configCache_->Peek(nameSpace);
-  if (document == nullptr) {
-    const std::string name(nameSpace);
-    if (LogEnabled(kLogInfo)) {
-      LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + name + " ... null");
-    }
-    RequestLoad(name, "ConfigCenter::GetConfigObj");
-    return false;
-  }
+  const ConfigDO* document = FindDocument(nameSpace);
+  if (document == nullptr) return false;
   return std::string_view(document->type) == kStandard && document->content.Find(key, value);
 }
 

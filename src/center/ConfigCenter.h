@@ -93,6 +93,9 @@ class ConfigCenter {
   void RunStartUp();
   // Shared checks of every lookup form; false when the name is refused.
   bool CheckLookupName(std::string_view nameSpace);
+  // The cached document for a lookup, inside the caller's read section; on a
+  // miss, remembers or starts a load and answers null.
+  const ConfigDO* FindDocument(std::string_view nameSpace);
   // A lookup or registration found nothing cached: remember the namespace,
   // or post one lazy load under taskName.
   void RequestLoad(const std::string& nameSpace, const char* taskName);
