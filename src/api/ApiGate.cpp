@@ -19,9 +19,9 @@ OSTREL_FAST_TLS thread_local int tDepth = 0;
 // sequentially consistent, as are the closing store and the draining loads:
 // either the entering thread sees the gate closed, or the closing thread sees
 // it inside.
-ApiGate::Pass::Pass() : parity_(ReadSection::Enter()) {
+ApiGate::Pass::Pass() : counter_(ReadSection::Enter()) {
   if (gClosed.load(std::memory_order_seq_cst)) {
-    ReadSection::Leave(parity_);
+    ReadSection::Leave(counter_);
     entered_ = false;
     return;
   }
@@ -32,7 +32,7 @@ ApiGate::Pass::Pass() : parity_(ReadSection::Enter()) {
 ApiGate::Pass::~Pass() {
   if (!entered_) return;
   --tDepth;
-  ReadSection::Leave(parity_);
+  ReadSection::Leave(counter_);
 }
 
 void ApiGate::CloseAndDrain() {

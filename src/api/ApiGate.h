@@ -2,6 +2,8 @@
 #ifndef OSTREL_API_APIGATE_H_
 #define OSTREL_API_APIGATE_H_
 
+#include "host/ReadSection.h"
+
 namespace Ostrel {
 
 // Every entry from the host (exports, facade slots, interceptor slots) passes
@@ -26,7 +28,7 @@ class ApiGate {
     bool open() const { return entered_; }
 
    private:
-    const int parity_;
+    ReadSection::Counter* const counter_;
     bool entered_;
   };
 

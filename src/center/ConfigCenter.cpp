@@ -206,7 +206,8 @@ bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view 
                                    std::string_view* value) {
   const ConfigDO* document = FindDocument(nameSpace);
   if (document == nullptr) return false;
-  return std::string_view(document->type) == kStandard && document->content.Find(key, value);
+  // No type test needed: a CUSTOM document's key/value content is empty.
+  return document->content.Find(key, value);
 }
 
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {

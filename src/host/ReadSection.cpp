@@ -4,51 +4,76 @@
 #include <mutex>
 
 namespace Ostrel {
+namespace read_section_internal {
+
+Slot gOwnedSlots[kOwnedSlotCount];
+Slot gSharedSlots[kSharedSlotCount];
+std::atomic<uint64_t> gEpoch{2};
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL Slot* tSlot = nullptr;
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tSlotOwned = false;
+
 namespace {
 
-constexpr int kStripeCount = 16;
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tThreadEnding = false;
 
-// Two counters per stripe, one per epoch parity.
-struct alignas(64) Stripe {
-  std::atomic<int64_t> inside[2] = {{0}, {0}};
+// Gives the thread's owned slot back when the thread ends; its counters are
+// zero then, as every section is scoped.
+struct SlotRelease {
+  ~SlotRelease() {
+    if (tSlotOwned) tSlot->owned.store(false, std::memory_order_release);
+    tSlot = nullptr;
+    tSlotOwned = false;
+    tThreadEnding = true;
+  }
 };
 
-Stripe gStripes[kStripeCount];
-std::atomic<uint64_t> gEpoch{2};
-std::atomic<unsigned> gNextStripe{0};
-std::mutex gAdvanceMutex;
-
-OSTREL_FAST_TLS thread_local int tStripe = -1;
-
-Stripe& MyStripe() {
-  if (tStripe < 0) {
-    tStripe = static_cast<int>(gNextStripe.fetch_add(1, std::memory_order_relaxed) %
-                               kStripeCount);
-  }
-  return gStripes[tStripe];
-}
-
-int64_t CountInside(int parity) {
-  int64_t total = 0;
-  for (Stripe& stripe : gStripes) total += stripe.inside[parity].load(std::memory_order_seq_cst);
-  return total;
+Slot* AssignSharedSlot() {
+  static std::atomic<unsigned> nextShared{0};
+  tSlot = &gSharedSlots[nextShared.fetch_add(1, std::memory_order_relaxed) % kSharedSlotCount];
+  tSlotOwned = false;
+  return tSlot;
 }
 
 }  // namespace
 
-// The increment is sequentially consistent and precedes every read of
-// published data, and TryAdvance counts with sequentially consistent loads
-// after the writer's unpublishing store: a reader either is counted, or
-// entered after the store and cannot see what was unpublished.
-int ReadSection::Enter() {
-  const int parity = static_cast<int>(gEpoch.load(std::memory_order_acquire) & 1);
-  MyStripe().inside[parity].fetch_add(1, std::memory_order_seq_cst);
-  return parity;
+Slot* AssignSlot() {
+  // A call from another thread-local's destructor, after ours ran: a shared
+  // slot needs nothing released.
+  if (tThreadEnding) return AssignSharedSlot();
+  thread_local SlotRelease release;
+  (void)&release;  // constructed on first use, so that it runs at thread exit
+  for (Slot& slot : gOwnedSlots) {
+    bool expected = false;
+    if (!slot.owned.load(std::memory_order_relaxed) &&
+        slot.owned.compare_exchange_strong(expected, true, std::memory_order_acquire)) {
+      tSlot = &slot;
+      tSlotOwned = true;
+      return tSlot;
+    }
+  }
+  // More threads read at once than there are owned slots.
+  return AssignSharedSlot();
 }
 
-void ReadSection::Leave(int parity) {
-  MyStripe().inside[parity].fetch_sub(1, std::memory_order_release);
+}  // namespace read_section_internal
+
+namespace {
+
+using read_section_internal::gEpoch;
+using read_section_internal::gOwnedSlots;
+using read_section_internal::gSharedSlots;
+using read_section_internal::Slot;
+
+std::mutex gAdvanceMutex;
+
+int64_t CountInside(int parity) {
+  int64_t total = 0;
+  for (Slot& slot : gOwnedSlots) total += slot.inside[parity].load(std::memory_order_seq_cst);
+  for (Slot& slot : gSharedSlots) total += slot.inside[parity].load(std::memory_order_seq_cst);
+  return total;
 }
+
+}  // namespace
 
 uint64_t ReadSection::CurrentEpoch() { return gEpoch.load(std::memory_order_seq_cst); }
 

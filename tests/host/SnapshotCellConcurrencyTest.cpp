@@ -57,5 +57,36 @@ TEST(SnapshotCellConcurrency, ReadersAlwaysSeeWholeLiveSnapshots) {
   EXPECT_EQ(cell.Read()->generation, generation);
 }
 
+// More threads reading at once than there are per-thread counters: the
+// extra threads share counters, and a section held by any of them still
+// keeps what it reads alive.
+TEST(SnapshotCellConcurrency, MoreReadersThanCountersStayCounted) {
+  SnapshotCell<Generation> cell(std::make_unique<Generation>(0));
+  constexpr int kThreads = 160;
+  std::atomic<int> inside{0};
+  std::atomic<bool> release{false};
+  std::atomic<int> mismatches{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < kThreads; ++t) {
+    readers.emplace_back([&] {
+      ReadSection section;
+      const Generation* snapshot = cell.Read();
+      ++inside;
+      while (!release) std::this_thread::yield();
+      for (int value : snapshot->values) {
+        if (value != snapshot->generation) ++mismatches;
+      }
+    });
+  }
+  while (inside < kThreads) std::this_thread::yield();
+  EXPECT_TRUE(ReadSection::AnyReaderInside());
+  for (int g = 1; g <= 50; ++g) cell.Publish(std::make_unique<Generation>(g));
+  EXPECT_GE(cell.RetiredCount(), 1u) << "the held snapshot is not freed";
+  release = true;
+  for (auto& reader : readers) reader.join();
+  EXPECT_FALSE(ReadSection::AnyReaderInside());
+  EXPECT_EQ(mismatches, 0);
+}
+
 }  // namespace
 }  // namespace Ostrel
