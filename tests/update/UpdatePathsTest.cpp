@@ -167,6 +167,10 @@ TEST_F(UpdatePaths, RefusedIndexesChangeNothing) {
       {"other app", Body(IndexJson("index-9", "9", kCdn, {{"keep", "1"}}, "other-app")),
        "index invaild", true},
       {"no namespaces", Body(IndexJson("index-9", "9", kCdn, {})), "", true},
+      // The first of duplicate members counts: here an app key of another app.
+      {"duplicate keys",
+       Body("{\"appKey\":\"other-app\"," + IndexJson("index-9", "9", kCdn, {{"keep", "1"}}).substr(1)),
+       "index invaild", true},
   };
   host.http.RoutePrefix("http://", Failure());  // no signed fallback
   ASSERT_TRUE(InitEngine(host));
@@ -185,6 +189,12 @@ TEST_F(UpdatePaths, RefusedIndexesChangeNothing) {
     EXPECT_EQ(host.statistics.Count("index_rate", false), failures + (c.counted ? 1 : 0))
         << c.name;
   }
+  // A notice whose digest does not match the file it names.
+  host.http.Route(CdnUrl("tampered"), Body(IndexJson("index-9", "9", kCdn, {{"keep", "1"}})));
+  intercept->OnOstrelResponse(
+      ("cdn=cdn.test&resourceId=tampered&protocol=https&md5=" + Md5Of("other")).c_str());
+  ASSERT_TRUE(host.logger.WaitFor("no request need retry", ++round));
+  EXPECT_TRUE(host.logger.Contains("content is broken!!!"));
   host.sdk->releaseIntercept(intercept);
   ExpectOldIndexKept();
   EXPECT_EQ(host.storage.clearCalls, 0);
