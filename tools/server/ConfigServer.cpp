@@ -1,0 +1,217 @@
+#include "ConfigServer.h"
+
+#include <httplib.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <utility>
+
+#include "DevSignature.h"
+
+namespace OstrelServer {
+namespace {
+
+// The few requests of one developer's clients; a fixed pool keeps the server
+// from growing threads under a misbehaving client.
+constexpr size_t kWorkerThreads = 4;
+// Every request of the protocol is a GET without body, and the admin POST
+// carries none either.
+constexpr size_t kMaxPayloadBytes = 64 * 1024;
+constexpr int kStartWaitMs = 5000;
+
+const char kJson[] = "application/json";
+
+int HexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Header values arrive URL-encoded (space as "+"); the signature covers them raw.
+std::string UrlDecode(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '+') {
+      out.push_back(' ');
+    } else if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
+               HexValue(text[i + 2]) >= 0) {
+      out.push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
+      i += 2;
+    } else {
+      out.push_back(text[i]);
+    }
+  }
+  return out;
+}
+
+std::string EscapeJson(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    if (c == '"' || c == '\\') out.push_back('\\');
+    if (static_cast<unsigned char>(c) < 0x20) continue;
+    out.push_back(c);
+  }
+  return out;
+}
+
+void Refuse(httplib::Response& res, int status, const std::string& reason) {
+  res.status = status;
+  res.set_content("{\"error\":\"" + EscapeJson(reason) + "\"}", kJson);
+}
+
+std::string JsonList(const std::vector<std::string>& items) {
+  std::string out = "[";
+  for (size_t i = 0; i < items.size(); ++i) {
+    if (i > 0) out += ",";
+    out += "\"" + EscapeJson(items[i]) + "\"";
+  }
+  return out + "]";
+}
+
+// A missing or unreadable version counts as 0: the client has no index.
+long long VersionParam(const httplib::Request& req, const char* name) {
+  if (!req.has_param(name)) return 0;
+  return std::strtoll(req.get_param_value(name).c_str(), nullptr, 10);
+}
+
+}  // namespace
+
+ConfigServer::ConfigServer(std::string dataDir, LogSink log)
+    : dataDir_(std::move(dataDir)), log_(std::move(log)), http_(new httplib::Server()) {}
+
+ConfigServer::~ConfigServer() { Stop(); }
+
+bool ConfigServer::Start(const std::string& host, int port) {
+  if (thread_.joinable()) return false;
+  http_->new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
+  http_->set_payload_max_length(kMaxPayloadBytes);
+  http_->set_logger([this](const httplib::Request& req, const httplib::Response& res) {
+    Log(req.method + " " + req.target + " -> " + std::to_string(res.status));
+  });
+
+  // Registered before the catch-all CDN route, which would otherwise take them.
+  http_->Get("/checkUpdate", [this](const httplib::Request& req, httplib::Response& res) {
+    CheckUpdate(req, res);
+  });
+  http_->Get("/downloadResource", [this](const httplib::Request& req, httplib::Response& res) {
+    DownloadResource(req, res);
+  });
+  http_->Post("/admin/publish", [this](const httplib::Request&, httplib::Response& res) {
+    const PublishReport report = Publish();
+    res.set_content("{\"changed\":" + JsonList(report.changed) +
+                        ",\"errors\":" + JsonList(report.errors) + "}",
+                    kJson);
+  });
+  http_->Get(R"(/(.+))", [this](const httplib::Request& req, httplib::Response& res) {
+    std::string body;
+    if (!publisher_->Resource(req.matches[1].str(), body)) {
+      Refuse(res, 404, "no such resource");
+      return;
+    }
+    res.set_content(body, kJson);
+  });
+
+  if (port == 0) {
+    port_ = http_->bind_to_any_port(host);
+    if (port_ <= 0) return false;
+  } else {
+    if (!http_->bind_to_port(host, port)) return false;
+    port_ = port;
+  }
+  publisher_.reset(new Publisher(dataDir_, host + ":" + std::to_string(port_)));
+  Publish();
+  thread_ = std::thread([this] { http_->listen_after_bind(); });
+  // stop() only reaches a server that has begun listening.
+  for (int waited = 0; !http_->is_running() && waited < kStartWaitMs; ++waited) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return http_->is_running();
+}
+
+void ConfigServer::Stop() {
+  if (!thread_.joinable()) return;
+  http_->stop();
+  thread_.join();
+}
+
+PublishReport ConfigServer::Publish() {
+  if (!publisher_) return PublishReport();  // nothing bound, nothing to publish for
+  PublishReport report = publisher_->Publish();
+  for (const auto& line : report.changed) Log("published " + line);
+  for (const auto& line : report.errors) Log("refused " + line);
+  return report;
+}
+
+bool ConfigServer::Authenticate(const httplib::Request& req, httplib::Response& res,
+                                std::string& appKey) {
+  static const char* const kRequired[] = {"o-app-key", "o-app-version", "o-device-id",
+                                          "o-timestamp", "o-sign"};
+  for (const char* name : kRequired) {
+    if (!req.has_header(name)) {
+      Refuse(res, 401, std::string("missing header ") + name);
+      return false;
+    }
+  }
+  const std::string timestamp = req.get_header_value("o-timestamp");
+  char* end = nullptr;
+  const long long sent = std::strtoll(timestamp.c_str(), &end, 10);
+  const long long now = std::chrono::duration_cast<std::chrono::seconds>(
+                            std::chrono::system_clock::now().time_since_epoch())
+                            .count();
+  if (timestamp.empty() || *end != '\0' || sent < now - kMaxClockSkewSeconds ||
+      sent > now + kMaxClockSkewSeconds) {
+    Refuse(res, 401, "o-timestamp is not within " + std::to_string(kMaxClockSkewSeconds) +
+                         " s of the server's clock");
+    return false;
+  }
+  appKey = UrlDecode(req.get_header_value("o-app-key"));
+  const std::string text =
+      OstrelDev::SignedText(req.path, appKey, UrlDecode(req.get_header_value("o-app-version")),
+                            UrlDecode(req.get_header_value("o-device-id")), timestamp);
+  if (!OstrelDev::DevVerify(appKey, text, req.get_header_value("o-sign"))) {
+    Refuse(res, 403, "bad signature");
+    return false;
+  }
+  return true;
+}
+
+void ConfigServer::CheckUpdate(const httplib::Request& req, httplib::Response& res) {
+  std::string appKey;
+  if (!Authenticate(req, res, appKey)) return;
+  IndexNotice notice;
+  const long long appIndexVersion = VersionParam(req, "appIndexVersion");
+  const long long versionIndexVersion = VersionParam(req, "versionIndexVersion");
+  // Both parts of the index carry the same version here, so a client behind
+  // in either one gets the whole index again.
+  if (!publisher_->Notice(appKey, notice) ||
+      (appIndexVersion >= notice.version && versionIndexVersion >= notice.version)) {
+    res.set_content("{}", kJson);
+    return;
+  }
+  res.set_content("{\"cdn\":\"" + EscapeJson(notice.cdn) + "\",\"md5\":\"" + notice.md5 +
+                      "\",\"protocol\":\"http\",\"resourceId\":\"" +
+                      EscapeJson(notice.resourceId) + "\"}",
+                  kJson);
+}
+
+void ConfigServer::DownloadResource(const httplib::Request& req, httplib::Response& res) {
+  std::string appKey;
+  if (!Authenticate(req, res, appKey)) return;
+  const std::string resourceId = req.get_param_value("resourceId");
+  std::string body;
+  // An application reads its own resources only, unlike the open CDN paths.
+  if (resourceId.compare(0, appKey.size() + 1, appKey + "/") != 0 ||
+      !publisher_->Resource(resourceId, body)) {
+    Refuse(res, 404, "no such resource");
+    return;
+  }
+  res.set_content(body, kJson);
+}
+
+void ConfigServer::Log(const std::string& line) const {
+  if (log_) log_(line);
+}
+
+}  // namespace OstrelServer

@@ -1,0 +1,353 @@
+#include "Publisher.h"
+
+#include <openssl/evp.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+namespace OstrelServer {
+namespace {
+
+namespace fs = std::filesystem;
+using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+
+std::string Md5Hex(const std::string& bytes) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_md5(), nullptr) != 1) {
+    return std::string();
+  }
+  static const char kHex[] = "0123456789abcdef";
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) {
+    hex.push_back(kHex[digest[i] >> 4]);
+    hex.push_back(kHex[digest[i] & 0x0F]);
+  }
+  return hex;
+}
+
+// App keys and namespace names become parts of resource ids and URLs, which
+// clients send unencoded, so only characters that need no encoding pass.
+bool IsPlainName(const std::string& name) {
+  if (name.empty() || name == "." || name == "..") return false;
+  return std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           c == '-' || c == '_' || c == '.';
+  });
+}
+
+bool ReadFile(const fs::path& path, std::string& text) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  text = buffer.str();
+  return !in.bad();
+}
+
+// One namespace file, checked against what the library will accept.
+struct NamespaceFile {
+  rapidjson::Document json;
+  std::string type;
+  std::string loadLevel = "DEFAULT";
+};
+
+// Empty when content suits type; otherwise why not.
+std::string CheckContent(const std::string& type, const rapidjson::Value* content) {
+  if (content == nullptr) return "\"content\" is missing";
+  if (type == "CUSTOM") {
+    if (!content->IsString() || content->GetStringLength() == 0) {
+      return "a CUSTOM \"content\" must be a non-empty string";
+    }
+    return std::string();
+  }
+  if (!content->IsObject() || content->MemberCount() == 0) {
+    return "a STANDARD \"content\" must be a non-empty object";
+  }
+  for (const auto& member : content->GetObject()) {
+    if (!member.value.IsString()) {
+      return std::string("value of \"") + member.name.GetString() + "\" is not a string";
+    }
+  }
+  return std::string();
+}
+
+std::string ParseNamespaceFile(const std::string& text, NamespaceFile& file) {
+  file.json.Parse(text.data(), text.size());
+  if (file.json.HasParseError() || !file.json.IsObject()) return "not a JSON object";
+  const rapidjson::Value& root = file.json;
+  auto type = root.FindMember("type");
+  if (type == root.MemberEnd() || !type->value.IsString()) return "\"type\" is missing";
+  file.type = type->value.GetString();
+  if (file.type != "STANDARD" && file.type != "CUSTOM") {
+    return "\"type\" must be STANDARD or CUSTOM";
+  }
+  auto loadLevel = root.FindMember("loadLevel");
+  if (loadLevel != root.MemberEnd()) {
+    if (!loadLevel->value.IsString() || loadLevel->value.GetStringLength() == 0) {
+      return "\"loadLevel\" must be a non-empty string";
+    }
+    file.loadLevel = loadLevel->value.GetString();
+  }
+  auto content = root.FindMember("content");
+  std::string problem =
+      CheckContent(file.type, content == root.MemberEnd() ? nullptr : &content->value);
+  if (!problem.empty()) return problem;
+  auto candidates = root.FindMember("candidates");
+  if (candidates == root.MemberEnd()) return std::string();
+  if (!candidates->value.IsArray()) return "\"candidates\" must be an array";
+  for (const auto& candidate : candidates->value.GetArray()) {
+    if (!candidate.IsObject()) return "a candidate must be an object";
+    auto match = candidate.FindMember("match");
+    if (match == candidate.MemberEnd() || !match->value.IsString() ||
+        match->value.GetStringLength() == 0) {
+      return "a candidate needs a non-empty \"match\"";
+    }
+    auto candidateContent = candidate.FindMember("content");
+    problem = CheckContent(file.type, candidateContent == candidate.MemberEnd()
+                                          ? nullptr
+                                          : &candidateContent->value);
+    if (!problem.empty()) return "candidate: " + problem;
+  }
+  return std::string();
+}
+
+void String(Writer& writer, const char* key, const std::string& value) {
+  writer.Key(key);
+  writer.String(value.c_str(), static_cast<rapidjson::SizeType>(value.size()));
+}
+
+// A config document in the shape the library parses: every member a string,
+// in the order the library writes them itself.
+std::string ConfigDocument(const std::string& appKey, const std::string& name,
+                           const std::string& resourceId, const NamespaceFile& file,
+                           int64_t version, int64_t createTime, const rapidjson::Value& content) {
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
+  writer.StartObject();
+  String(writer, "appKey", appKey);
+  String(writer, "appVersion", "*");
+  String(writer, "id", appKey + "/" + name);
+  String(writer, "name", name);
+  String(writer, "resourceId", resourceId);
+  String(writer, "type", file.type);
+  String(writer, "loadLevel", file.loadLevel);
+  String(writer, "version", std::to_string(version));
+  String(writer, "createTime", std::to_string(createTime));
+  writer.Key("content");
+  content.Accept(writer);
+  writer.EndObject();
+  return buffer.GetString();
+}
+
+}  // namespace
+
+Publisher::Publisher(std::string dataDir, std::string cdn, Clock clock)
+    : dataDir_(std::move(dataDir)), cdn_(std::move(cdn)), clock_(std::move(clock)) {}
+
+int64_t Publisher::NextVersion() {
+  const int64_t now =
+      clock_ ? clock_()
+             : std::chrono::duration_cast<std::chrono::seconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
+                   .count();
+  lastVersion_ = std::max(lastVersion_ + 1, now);
+  return lastVersion_;
+}
+
+PublishReport Publisher::Publish() {
+  std::lock_guard<std::mutex> publishLock(publishMutex_);
+  PublishReport report;
+  std::map<std::string, Application> apps;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    apps = apps_;
+  }
+  std::map<std::string, Application> next;
+  std::error_code error;
+  fs::directory_iterator folders(dataDir_, error);
+  if (error) {
+    report.errors.push_back(dataDir_ + ": " + error.message());
+  } else {
+    for (const auto& entry : folders) {
+      if (!entry.is_directory(error)) continue;
+      const std::string appKey = entry.path().filename().string();
+      if (!IsPlainName(appKey)) {
+        report.errors.push_back(appKey + ": an app key may hold only letters, digits, - _ .");
+        continue;
+      }
+      Application app = apps[appKey];
+      if (PublishApplication(appKey, entry.path().string(), app, report)) {
+        RebuildIndex(appKey, app);
+      }
+      if (!app.namespaces.empty()) next[appKey] = std::move(app);
+    }
+  }
+  for (const auto& app : apps) {
+    if (next.count(app.first) == 0 && !app.second.namespaces.empty()) {
+      report.changed.push_back(app.first + " removed");
+    }
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  apps_ = std::move(next);
+  return report;
+}
+
+bool Publisher::PublishApplication(const std::string& appKey, const std::string& folder,
+                                   Application& app, PublishReport& report) {
+  std::map<std::string, std::string> texts;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(folder, error)) {
+    const fs::path& path = entry.path();
+    if (!entry.is_regular_file(error) || path.extension() != ".json") continue;
+    const std::string name = path.stem().string();
+    if (!IsPlainName(name)) {
+      report.errors.push_back(appKey + "/" + path.filename().string() +
+                              ": a namespace name may hold only letters, digits, - _ .");
+      continue;
+    }
+    if (!ReadFile(path, texts[name])) {
+      report.errors.push_back(appKey + "/" + name + ": cannot be read");
+      texts.erase(name);
+    }
+  }
+  if (error) report.errors.push_back(folder + ": " + error.message());
+
+  bool changed = false;
+  for (auto it = app.namespaces.begin(); it != app.namespaces.end();) {
+    if (texts.count(it->first) == 0) {
+      report.changed.push_back(appKey + "/" + it->first + " removed");
+      it = app.namespaces.erase(it);
+      changed = true;
+    } else {
+      ++it;
+    }
+  }
+  for (const auto& text : texts) {
+    const std::string& name = text.first;
+    auto existing = app.namespaces.find(name);
+    if (existing != app.namespaces.end() && existing->second.fileText == text.second) continue;
+    NamespaceFile file;
+    const std::string problem = ParseNamespaceFile(text.second, file);
+    if (!problem.empty()) {
+      report.errors.push_back(appKey + "/" + name + ".json: " + problem +
+                              (existing != app.namespaces.end() ? " (keeping the last good one)"
+                                                                : ""));
+      continue;
+    }
+    Namespace ns;
+    ns.fileText = text.second;
+    ns.version = NextVersion();
+    const int64_t createTime = ns.version * 1000;
+    const std::string base = appKey + "/ns/" + name + "/" + std::to_string(ns.version);
+    const std::string resourceId = base + ".json";
+    const std::string body = ConfigDocument(appKey, name, resourceId, file, ns.version, createTime,
+                                            file.json["content"]);
+    ns.files[resourceId] = body;
+
+    rapidjson::StringBuffer buffer;
+    Writer writer(buffer);
+    writer.StartObject();
+    String(writer, "loadLevel", file.loadLevel);
+    String(writer, "md5", Md5Hex(body));
+    String(writer, "name", name);
+    String(writer, "resourceId", resourceId);
+    String(writer, "version", std::to_string(ns.version));
+    String(writer, "type", file.type);
+    auto candidates = file.json.FindMember("candidates");
+    if (candidates != file.json.MemberEnd() && !candidates->value.Empty()) {
+      writer.Key("candidates");
+      writer.StartArray();
+      int index = 0;
+      for (const auto& candidate : candidates->value.GetArray()) {
+        const std::string candidateId = base + "-c" + std::to_string(index++) + ".json";
+        const std::string candidateBody = ConfigDocument(appKey, name, candidateId, file,
+                                                         ns.version, createTime,
+                                                         candidate["content"]);
+        ns.files[candidateId] = candidateBody;
+        writer.StartObject();
+        String(writer, "resourceId", candidateId);
+        String(writer, "md5", Md5Hex(candidateBody));
+        String(writer, "match", candidate["match"].GetString());
+        String(writer, "version", std::to_string(ns.version));
+        writer.EndObject();
+      }
+      writer.EndArray();
+    }
+    writer.EndObject();
+    ns.descriptor = buffer.GetString();
+    report.changed.push_back(appKey + "/" + name + " v" + std::to_string(ns.version));
+    app.namespaces[name] = std::move(ns);
+    changed = true;
+  }
+  return changed;
+}
+
+void Publisher::RebuildIndex(const std::string& appKey, Application& app) {
+  if (app.namespaces.empty()) return;
+  const int64_t version = NextVersion();
+  const std::string versionText = std::to_string(version);
+  rapidjson::StringBuffer buffer;
+  {
+    Writer writer(buffer);
+    writer.StartObject();
+    String(writer, "appKey", appKey);
+    String(writer, "appVersion", "*");
+    String(writer, "id", appKey + "/index");
+    String(writer, "cdn", cdn_);
+    String(writer, "version", versionText);
+    String(writer, "appIndexVersion", versionText);
+    String(writer, "versionIndexVersion", versionText);
+    writer.Key("mergedNamespaces");
+    writer.StartArray();
+    for (const auto& ns : app.namespaces) {
+      writer.RawValue(ns.second.descriptor.c_str(), ns.second.descriptor.size(),
+                      rapidjson::kObjectType);
+    }
+    writer.EndArray();
+    writer.EndObject();
+  }
+  const std::string body = buffer.GetString();
+  app.indexBody = body;
+  app.index.cdn = cdn_;
+  app.index.resourceId = appKey + "/index-" + versionText + ".json";
+  app.index.md5 = Md5Hex(body);
+  app.index.version = version;
+}
+
+bool Publisher::Resource(const std::string& resourceId, std::string& body) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const size_t slash = resourceId.find('/');
+  if (slash == std::string::npos) return false;
+  auto app = apps_.find(resourceId.substr(0, slash));
+  if (app == apps_.end()) return false;
+  if (resourceId == app->second.index.resourceId) {
+    body = app->second.indexBody;
+    return true;
+  }
+  for (const auto& ns : app->second.namespaces) {
+    auto file = ns.second.files.find(resourceId);
+    if (file != ns.second.files.end()) {
+      body = file->second;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool Publisher::Notice(const std::string& appKey, IndexNotice& notice) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto app = apps_.find(appKey);
+  if (app == apps_.end() || app->second.index.version == 0) return false;
+  notice = app->second.index;
+  return true;
+}
+
+}  // namespace OstrelServer
