@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "api/ApiGate.h"
+#include "host/ApiGate.h"
 #include "api/CString.h"
 #include "api/OConfig.h"
 #include "center/ConfigCenter.h"

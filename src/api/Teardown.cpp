@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "api/ApiGate.h"
+#include "host/ApiGate.h"
 #include "api/OstrelConfigImpl.h"
 #include "center/ConfigCenter.h"
 #include "center/OThreadPoolFactory.h"

@@ -61,9 +61,10 @@ bool ConfigCenter::Init(const Settings& settings) {
 
 void ConfigCenter::RunStartUp() {
   const int64_t start = Clock::SteadyMillis();
-  // First, so that the restore's downloads can fall back to signed requests.
-  OstrelSign::GetInstance()->Init();
   ClientAttributes::Install(ClientAttributes::Build(*EngineSettings::Current()));
+  // Before the restore, so that its downloads can fall back to signed
+  // requests.
+  OstrelSign::GetInstance()->Init();
   LoadCaches();
   initFinished_.exchange(true);
   IOInitListener* initListener = EngineSettings::Current()->initListener;
@@ -219,7 +220,9 @@ void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListen
             "registerListener onConfigUpdate , namespace " + nameSpace + "version" +
                 document->version);
     listeners_.NotifyOne(nameSpace, listener, document->version, true);
+    return;
   }
+  // Like a read that missed: start (or remember) the load.
   RequestLoad(nameSpace, "ConfigCenter::RegisterListener");
 }
 

@@ -99,8 +99,9 @@ class ConfigCenter {
   // A lookup or registration found nothing cached: remember the namespace,
   // or post one lazy load under taskName.
   void RequestLoad(const std::string& nameSpace, const char* taskName);
-  // LoadConfig's work once the namespace is marked as loading.
-  void LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns);
+  // LoadConfig's work while the namespace is marked as loading: decides,
+  // downloads and checks. The document to cache, or null.
+  std::shared_ptr<ConfigDO> DownloadConfig(const std::shared_ptr<NamespaceDO>& ns);
   // A failed download: remember the namespace and count the failure.
   void RecordLoadFailure(const std::string& nameSpace, const char* reason,
                          const std::string& resourceId);

@@ -28,15 +28,21 @@ void ConfigCenter::LoadConfig(std::shared_ptr<NamespaceDO> ns) {
     return;
   }
   const std::string name = ns->name;
-  if (tracker_.CheckLoading(name, true)) {
-    LogInfo("LoadConfig", kTag, "loadConfig break as is loading, namespace" + name);
+  if (!tracker_.MarkLoadingOrRequestReload(name)) {
     // Not lost: the loader holding the mark runs once more for it.
-    tracker_.RequestReload(name);
+    LogInfo("LoadConfig", kTag, "loadConfig break as is loading, namespace" + name);
     return;
   }
   for (;;) {
-    LoadMarkedConfig(ns);
-    if (!tracker_.FinishLoading(name)) return;
+    std::shared_ptr<ConfigDO> config = DownloadConfig(ns);
+    // The mark goes before the new document is cached: listeners told of it
+    // may start loads of their own.
+    const bool again = tracker_.FinishLoading(name);
+    if (config) {
+      configCache_->Cache(config);
+      StatCommitSuccess(Stat::kModule, Stat::kConfigRate, name);
+    }
+    if (!again) return;
     // Someone asked while this load ran: once more, with the descriptor the
     // index holds now.
     ns = indexCache_->GetNamespace(name);
@@ -48,7 +54,7 @@ void ConfigCenter::LoadConfig(std::shared_ptr<NamespaceDO> ns) {
   }
 }
 
-void ConfigCenter::LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns) {
+std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<NamespaceDO>& ns) {
   const char* kMethod = "LoadConfig";
   const std::string& name = ns->name;
   const std::shared_ptr<IndexDO> index = indexCache_->GetIndex();
@@ -56,7 +62,7 @@ void ConfigCenter::LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns) {
   if (BuildCdnUrl(cdn, ns->resourceId).empty()) {
     LogError(kMethod, kTag, "loadConfig fail , cdnUrl is null");
     tracker_.AddWaiting(name);
-    return;
+    return nullptr;
   }
 
   LogInfo(kMethod, kTag, "loadConfig start");
@@ -66,40 +72,38 @@ void ConfigCenter::LoadMarkedConfig(const std::shared_ptr<NamespaceDO>& ns) {
               ",level:" + ns->loadLevel + " ,resourceId:" + ns->resourceId);
   if (!ns->CheckValid(current)) {
     tracker_.RemoveWaiting(name);
-    return;
+    return nullptr;
   }
 
   // A matching candidate replaces the namespace's own resource.
   const std::shared_ptr<CandidateDO> candidate = ns->MatchedCandidate();
   const std::string& resourceId = candidate ? candidate->resourceId : ns->resourceId;
   const std::string& md5 = candidate ? candidate->md5 : ns->md5;
-  const std::string& version = candidate ? candidate->version : ns->version;
   LogInfo(kMethod, kTag,
-          "loadConfig after check candiadate , config:" + name + ",version:" + version +
+          "loadConfig after check candiadate , config:" + name + ",version:" + ns->version +
               ",level:" + ns->loadLevel + " ,configResourceId:" + resourceId);
 
   std::string body;
   if (!FetchResource(BuildCdnUrl(cdn, resourceId), resourceId, md5, body)) {
-    LogError(kMethod, kTag, "download error, resourceId:" + resourceId);
     RecordLoadFailure(name, "download error", resourceId);
-    return;
+    LogError(kMethod, kTag, "download error, resourceId:" + resourceId);
+    return nullptr;
   }
   if (body.empty()) {
     LogError(kMethod, kTag, "download sucessfully,but config is empty");
     RecordLoadFailure(name, "config is empty", resourceId);
-    return;
+    return nullptr;
   }
   std::shared_ptr<ConfigDO> config = ParseByType(ns->type, body);
   // A document for another namespace would overwrite that namespace.
   if (!config || !config->CheckValid() || config->name != name) {
     LogError(kMethod, kTag, "download sucessfully,but config content error");
     RecordLoadFailure(name, "config content error", resourceId);
-    return;
+    return nullptr;
   }
   tracker_.RemoveWaiting(name);
   config->candidate = candidate;
-  configCache_->Cache(config);
-  StatCommitSuccess(Stat::kModule, Stat::kConfigRate, name);
+  return config;
 }
 
 void ConfigCenter::RecordLoadFailure(const std::string& nameSpace, const char* reason,

@@ -69,7 +69,13 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
   }
   std::shared_ptr<IndexDO> index = IndexDO::ParseFormJson(body);
   if (!index) {
-    const char* message = "ParseFormJson fail ,index in null";
+    LogError(kMethod, kTag, "ParseFormJson fail ,index in null");
+    return false;
+  }
+  // An index for another application, or without namespaces, would be
+  // refused at the next start and answered by clearing the host's store.
+  if (!index->CheckValid()) {
+    const char* message = "loadIndex fail , index is not valid";
     LogError(kMethod, kTag, message);
     StatCommitFail(Stat::kModule, Stat::kIndexRate, info.resourceId, message, url);
     return false;
@@ -81,12 +87,6 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
               " ,mIndexCache->GetIndex()->version" + (cached ? cached->version : std::string()));
   if (cached && (index->id == cached->id || index->version == cached->version)) {
     LogInfo(kMethod, kTag, "loadIndex fail , id or version is match");
-    return false;
-  }
-  // An index for another application, or without namespaces, would be
-  // refused at the next start and answered by clearing the host's store.
-  if (!index->CheckValid()) {
-    StatCommitFail(Stat::kModule, Stat::kIndexRate, info.resourceId, "index invaild", url);
     return false;
   }
   for (const std::string& name : indexCache_->Cache(index)) {

@@ -16,9 +16,14 @@ bool LoadTracker::IsLoading(const std::string& nameSpace) {
   return loadingNamespaces_.count(nameSpace) != 0;
 }
 
-void LoadTracker::RequestReload(const std::string& nameSpace) {
+bool LoadTracker::MarkLoadingOrRequestReload(const std::string& nameSpace) {
   MutexLock lock(&loadingMutex_);
-  reloadRequested_.insert(nameSpace);
+  if (loadingNamespaces_.count(nameSpace) != 0) {
+    reloadRequested_.insert(nameSpace);
+    return false;
+  }
+  loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
+  return true;
 }
 
 bool LoadTracker::FinishLoading(const std::string& nameSpace) {

@@ -21,9 +21,11 @@ class LoadTracker {
   bool CheckLoading(const std::string& nameSpace, bool mark);
   bool IsLoading(const std::string& nameSpace);
 
-  // A load refused because another was running must not be lost: the loader
-  // that holds the mark runs once more when it finishes.
-  void RequestReload(const std::string& nameSpace);
+  // Marks nameSpace as loading and answers true; when it is loading already,
+  // asks the loader that holds the mark to run once more when it finishes
+  // (so the request is not lost) and answers false. One step, so that the
+  // holder cannot finish in between.
+  bool MarkLoadingOrRequestReload(const std::string& nameSpace);
   // Clears the loading mark, unless a reload was requested meanwhile: then
   // the mark stays (with a new start time), the request is consumed and the
   // answer is true.

@@ -1,4 +1,4 @@
-#include "api/ApiGate.h"
+#include "host/ApiGate.h"
 
 #include <atomic>
 #include <chrono>

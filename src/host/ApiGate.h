@@ -1,6 +1,6 @@
 // Keeps host calls and teardown apart.
-#ifndef OSTREL_API_APIGATE_H_
-#define OSTREL_API_APIGATE_H_
+#ifndef OSTREL_HOST_APIGATE_H_
+#define OSTREL_HOST_APIGATE_H_
 
 #include "host/ReadSection.h"
 
@@ -44,4 +44,4 @@ class ApiGate {
 
 }  // namespace Ostrel
 
-#endif  // OSTREL_API_APIGATE_H_
+#endif  // OSTREL_HOST_APIGATE_H_

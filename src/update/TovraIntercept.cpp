@@ -7,6 +7,7 @@
 #include "update/IndexUpdateHandler.h"
 
 #include "update/EngineHooks.h"
+#include "host/ApiGate.h"
 #include "host/LogManager.h"
 
 namespace Ostrel {
@@ -17,12 +18,16 @@ const char kTag[] = "Ostrel.TovraIntercept";
 }  // namespace
 
 void TovraIntercept::OnOstrelResponse(const char* text) {
+  if (text == nullptr) return;
+  // A host call like any facade slot: kept out of a teardown in progress.
+  ApiGate::Pass pass;
+  if (!pass.open()) return;
   if (!EngineHooks::IsEngineReady()) {
     LogError("OnOstrelResponse", kTag, "ostrel did not init yet!!!");
     return;
   }
   // Copy now: the host's text is valid only during this call.
-  std::string notice = text == nullptr ? std::string() : std::string(text);
+  std::string notice(text);
   OThreadPoolFactory::PostSecondary(
       [notice = std::move(notice)] { IndexUpdateHandler::UpdateIndex(notice, false); },
       "TovraIntercept::OnOstrelResponse");

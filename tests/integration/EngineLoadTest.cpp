@@ -43,6 +43,8 @@ TEST_F(EngineLoad, FirstReadAnswersTheDefaultAndLoadsOnceInTheBackground) {
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy-v1")), 1u);
   // The stored record is the document as served: digest line, then its JSON.
   EXPECT_TRUE(host.storage.WaitForRecord("lazy", Frame(body)));
+  // Counted once the document is cached, after its listeners were told.
+  EXPECT_TRUE(host.statistics.WaitFor("config_rate", true, 1));
   EXPECT_EQ(host.statistics.Count("config_rate", true), 1u);
   host.sdk->unregisterListener("lazy", &listener);
 }
