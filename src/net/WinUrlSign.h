@@ -42,6 +42,9 @@ class WinUrlSign : public IOstrelSign {
  private:
   class Proxy;
 
+  // Held for the whole of a load, and briefly by Sign before it reads the
+  // proxy. Taken before mutex_ when both are held.
+  Mutex loadMutex_;
   Mutex mutex_;
   // Shared so that a Sign in progress keeps the DLLs loaded while Release
   // lets go of them; the last holder releases the interfaces and unloads.

@@ -181,18 +181,19 @@ WinUrlSign::WinUrlSign() = default;
 WinUrlSign::~WinUrlSign() = default;
 
 bool WinUrlSign::Init() {
+  // One load at a time; a Sign that meets a load in progress waits for it
+  // rather than answering with an empty signature.
+  MutexLock loadLock(&loadMutex_);
   {
     MutexLock lock(&mutex_);
     started_ = true;
     if (proxy_ != nullptr) return true;
   }
-  // Loading runs the DLLs' initialisers, so it happens outside the lock.
+  // Loading runs the DLLs' initialisers, so it happens outside mutex_.
   std::shared_ptr<const Proxy> proxy = Proxy::Load();
   if (proxy == nullptr) return false;
   MutexLock lock(&mutex_);
-  // A concurrent Init may have won; its copy is kept and this one is
-  // released once the lock is gone.
-  if (proxy_ == nullptr) proxy_ = std::move(proxy);
+  proxy_ = std::move(proxy);
   return true;
 }
 
@@ -213,6 +214,7 @@ std::string WinUrlSign::Sign(const std::string& appKey, const std::string& text)
   if (!started) Init();
   std::shared_ptr<const Proxy> proxy;
   {
+    MutexLock loadLock(&loadMutex_);  // lock order: loadMutex_, then mutex_
     MutexLock lock(&mutex_);
     proxy = proxy_;
   }
