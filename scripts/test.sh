@@ -2,7 +2,7 @@
 # Builds and runs every test of the SDK on a Debian 12 machine:
 #   1. a warnings-as-errors build with all tests, benchmarks compiled;
 #   2. AddressSanitizer + UndefinedBehaviorSanitizer build, all tests;
-#   3. ThreadSanitizer build, the concurrency tests;
+#   3. ThreadSanitizer build, the concurrency and end-to-end tests;
 #   4. fuzz smoke runs (clang);
 #   5. install check: a consumer found through find_package and pkg-config;
 #   6. the Windows DLL cross-built and tested under wine (skip with
@@ -62,6 +62,9 @@ configure_and_build "$out/tsan" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=-O1 \
   -DOSTREL_SANITIZE=thread -DOSTREL_BUILD_BENCHMARKS=OFF -DOSTREL_BUILD_TOOLS=OFF \
   -DOSTREL_BUILD_EXAMPLES=OFF -DOSTREL_BUILD_HOST_ADAPTERS=OFF
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" -L concurrency
+# The engine's end-to-end suites run several library threads as well.
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" \
+  -R '^ostrel_(integration|update)_tests$'
 
 if [[ -x "$root/fuzz/run_smoke.sh" ]]; then
   stage "fuzz smoke runs"
