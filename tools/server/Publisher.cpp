@@ -300,7 +300,9 @@ void Publisher::RebuildIndex(const std::string& appKey, Application& app) {
     writer.StartObject();
     String(writer, "appKey", appKey);
     String(writer, "appVersion", "*");
-    String(writer, "id", appKey + "/index");
+    // The library takes an index with the id of the one it holds as the same
+    // index, so every publication gets an id of its own.
+    String(writer, "id", appKey + "/index-" + versionText);
     String(writer, "cdn", cdn_);
     String(writer, "version", versionText);
     String(writer, "appIndexVersion", versionText);

@@ -1,0 +1,94 @@
+// One run of the SDK against a local ostrel-server, with the ready host
+// adapters: libcurl for HTTP, an SQLite file as the store, a stream logger.
+// The CLI and the demo host drive the library through it; it uses include/
+// and the adapters only, as any host does.
+#ifndef OSTREL_TOOLS_SESSION_LOCALSESSION_H_
+#define OSTREL_TOOLS_SESSION_LOCALSESSION_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ostrel/OstrelSdk.h"
+
+namespace OstrelLocal {
+
+struct SessionOptions {
+  std::string server = "127.0.0.1:8686";  // host:port of ostrel-server
+  std::string appKey;
+  std::string appVersion = "1.0.0";
+  std::string deviceId = "local-device";
+  std::string brand;  // client attributes that candidates may match on
+  std::string model;
+  std::string osVersion;
+  std::string storePath;  // the SQLite file; created when absent
+  std::string signDir;    // folder of libKelsafeProxy.so; empty: beside the program
+  // No network at all: every request the library makes is refused (and
+  // counted), so that only what the store holds can be read.
+  bool offline = false;
+  FILE* log = stderr;
+  int logLevel = 2;  // 0 debug, 1 info, 2 warnings, 3 errors
+};
+
+// A listener call as the library made it.
+struct Notification {
+  std::string nameSpace;
+  std::string version;
+  bool fromCache = false;
+};
+
+// The library is process-wide, so one session runs at a time. Not
+// thread-safe itself; the notifications may arrive on any thread.
+class LocalSession {
+ public:
+  using Duration = std::chrono::milliseconds;
+
+  LocalSession();
+  ~LocalSession();  // Stop()
+  LocalSession(const LocalSession&) = delete;
+  LocalSession& operator=(const LocalSession&) = delete;
+
+  // Opens the store, hands the services to the library, calls init and waits
+  // (at most timeout) until start-up has finished, which includes restoring
+  // the stored configs. False, with the reason in error, otherwise.
+  bool Start(const SessionOptions& options, std::string& error,
+             Duration timeout = std::chrono::seconds(10));
+  // Tears the library down and closes the store. Idempotent.
+  void Stop();
+
+  // getConfig: the value, else defaultValue.
+  std::string Get(const std::string& nameSpace, const std::string& key,
+                  const std::string& defaultValue) const;
+  // getConfigs: every pair of a STANDARD namespace; empty when none is loaded.
+  std::map<std::string, std::string> GetAll(const std::string& nameSpace) const;
+  // getCustomConfig: the namespace's text; false when it is not loaded.
+  bool GetText(const std::string& nameSpace, std::string& text) const;
+
+  // Registers the session's listener for nameSpace; its calls are recorded.
+  void Listen(const std::string& nameSpace);
+  // forceCheckUpdate: at most one check per twelve hours and process.
+  void CheckUpdate();
+  // Waits until a notification for nameSpace arrives that is not from the
+  // cache and, when version is not empty, carries a different version.
+  bool WaitForDownload(const std::string& nameSpace, const std::string& notVersion,
+                       Duration timeout, Notification* found = nullptr);
+  // Waits until at least count notifications have arrived, in total.
+  bool WaitForCount(size_t count, Duration timeout);
+  std::vector<Notification> Notifications() const;
+  // Requests refused because the session is offline.
+  size_t RefusedRequests() const;
+
+ private:
+  class Services;
+  std::unique_ptr<Services> services_;
+  Ostrel::IOstrelConfig* sdk_ = nullptr;
+};
+
+}  // namespace OstrelLocal
+
+#endif  // OSTREL_TOOLS_SESSION_LOCALSESSION_H_
