@@ -9,6 +9,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -171,6 +172,7 @@ PublishReport Publisher::Publish() {
     apps = apps_;
   }
   std::map<std::string, Application> next;
+  std::set<std::string> seen;
   std::error_code error;
   fs::directory_iterator folders(dataDir_, error);
   if (error) {
@@ -183,6 +185,7 @@ PublishReport Publisher::Publish() {
         report.errors.push_back(appKey + ": an app key may hold only letters, digits, - _ .");
         continue;
       }
+      seen.insert(appKey);
       Application app = apps[appKey];
       if (PublishApplication(appKey, entry.path().string(), app, report)) {
         RebuildIndex(appKey, app);
@@ -191,7 +194,8 @@ PublishReport Publisher::Publish() {
     }
   }
   for (const auto& app : apps) {
-    if (next.count(app.first) == 0 && !app.second.namespaces.empty()) {
+    // A folder still there reported its removed namespaces one by one.
+    if (seen.count(app.first) == 0 && !app.second.namespaces.empty()) {
       report.changed.push_back(app.first + " removed");
     }
   }

@@ -1,0 +1,214 @@
+// ostrel-server over loopback HTTP: signed requests, update notices,
+// resources and publishing; and the development signing library's ABI.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <rapidjson/document.h>
+
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "ConfigServer.h"
+#include "DevSignature.h"
+#include "Documents.h"
+#include "ToolsFixture.h"
+
+namespace {
+
+using OstrelToolsTest::Standard;
+using OstrelToolsTest::TempFolder;
+
+std::string Now() {
+  return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(
+                            std::chrono::system_clock::now().time_since_epoch())
+                            .count());
+}
+
+// The headers a client of the library sends, signed for path.
+httplib::Headers SignedHeaders(const std::string& path, const std::string& appKey,
+                               const std::string& timestamp = Now()) {
+  const std::string deviceId = "device 7";  // sent URL-encoded, signed raw
+  return {{"o-app-key", appKey},
+          {"o-app-version", "1.0.0"},
+          {"o-device-id", "device+7"},
+          {"o-timestamp", timestamp},
+          {"o-sign-version", "1.0"},
+          {"o-sign", OstrelDev::DevSign(appKey, OstrelDev::SignedText(path, appKey, "1.0.0",
+                                                                      deviceId, timestamp))}};
+}
+
+class ServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    data_.Write("app/ui.json", Standard("{\"theme\":\"dark\"}"));
+    data_.Write("other/ui.json", Standard("{\"theme\":\"blue\"}"));
+    server_.reset(new OstrelServer::ConfigServer(data_.path()));
+    ASSERT_TRUE(server_->Start("127.0.0.1", 0));
+    client_.reset(new httplib::Client("127.0.0.1", server_->Port()));
+    client_->set_read_timeout(5, 0);
+  }
+
+  int Status(const httplib::Result& result) { return result ? result->status : -1; }
+
+  // The notice body for a client at the given index versions.
+  std::string Check(const std::string& appIndexVersion, const std::string& versionIndexVersion,
+                    const std::string& appKey = "app") {
+    auto result = client_->Get("/checkUpdate?appIndexVersion=" + appIndexVersion +
+                                   "&versionIndexVersion=" + versionIndexVersion,
+                               SignedHeaders("/checkUpdate", appKey));
+    EXPECT_EQ(Status(result), 200);
+    return result ? result->body : std::string();
+  }
+
+  // The notice a client without index gets, checked field by field: it
+  // names this server, plain HTTP, and an index that the CDN path serves with
+  // the digest given. Stores the index's version.
+  std::string CurrentNotice(const std::string& appKey, std::string* version = nullptr) {
+    const std::string body = Check("0", "0", appKey);
+    rapidjson::Document notice;
+    notice.Parse(body.c_str());
+    if (notice.HasParseError() || !notice.IsObject() || notice.MemberCount() != 4) {
+      ADD_FAILURE() << body;
+      return body;
+    }
+    EXPECT_EQ(std::string(notice["cdn"].GetString()),
+              "127.0.0.1:" + std::to_string(server_->Port()));
+    EXPECT_EQ(std::string(notice["protocol"].GetString()), "http");
+    auto index = client_->Get(std::string("/") + notice["resourceId"].GetString());
+    EXPECT_EQ(Status(index), 200);
+    if (!index) return body;
+    EXPECT_EQ(OstrelTest::Md5Of(index->body), notice["md5"].GetString());
+    rapidjson::Document parsed;
+    parsed.Parse(index->body.c_str());
+    if (version != nullptr && parsed.IsObject()) *version = parsed["appIndexVersion"].GetString();
+    return body;
+  }
+
+  TempFolder data_;
+  std::unique_ptr<OstrelServer::ConfigServer> server_;
+  std::unique_ptr<httplib::Client> client_;
+};
+
+TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
+  EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app"))), 200);
+  const char* const kRequired[] = {"o-app-key", "o-app-version", "o-device-id", "o-timestamp",
+                                   "o-sign"};
+  for (const char* name : kRequired) {
+    httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
+    headers.erase(name);
+    auto result = client_->Get("/checkUpdate", headers);
+    EXPECT_EQ(Status(result), 401) << name;
+    EXPECT_EQ(result->body, std::string("{\"error\":\"missing header ") + name + "\"}");
+  }
+  const std::map<std::string, httplib::Headers> kForged = {
+      // signed for another path
+      {"path", SignedHeaders("/downloadResource", "app")},
+      // another app's key in the header than in the signature
+      {"app", [] {
+         httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
+         headers.erase("o-app-key");
+         headers.emplace("o-app-key", "other");
+         return headers;
+       }()},
+      // the device id signed as sent (encoded) instead of raw
+      {"device", [] {
+         httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
+         const std::string timestamp = headers.find("o-timestamp")->second;
+         headers.erase("o-sign");
+         headers.emplace("o-sign", OstrelDev::DevSign("app", OstrelDev::SignedText(
+                                                                "/checkUpdate", "app", "1.0.0",
+                                                                "device+7", timestamp)));
+         return headers;
+       }()},
+  };
+  for (const auto& forged : kForged) {
+    auto result = client_->Get("/checkUpdate", forged.second);
+    EXPECT_EQ(Status(result), 403) << forged.first;
+    EXPECT_EQ(result->body, "{\"error\":\"bad signature\"}");
+  }
+  const long long now = std::stoll(Now());
+  const long long skew = OstrelServer::ConfigServer::kMaxClockSkewSeconds;
+  for (long long timestamp : {now - skew - 5, now + skew + 5}) {
+    EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app",
+                                                                std::to_string(timestamp)))),
+              401);
+  }
+  EXPECT_EQ(Status(client_->Get("/downloadResource?resourceId=x",
+                                SignedHeaders("/checkUpdate", "app"))),
+            403);
+}
+
+TEST_F(ServerTest, AnswersTheUpdateCheckOnlyToClientsBehind) {
+  std::string version;
+  const std::string current = CurrentNotice("app", &version);
+  ASSERT_FALSE(version.empty());
+  EXPECT_EQ(Check(version, "0"), current);
+  EXPECT_EQ(Check("0", version), current);
+  EXPECT_EQ(Check(version, version), "{}");
+  EXPECT_EQ(Check("", ""), current);  // unreadable versions: a client without index
+  EXPECT_EQ(Check("0", "0", "nobody"), "{}");
+  const std::string otherApp = CurrentNotice("other");
+
+  // A change counts once it is published; then the old version is behind.
+  data_.Write("app/ui.json", Standard("{\"theme\":\"light\"}"));
+  EXPECT_EQ(Check(version, version), "{}");
+  auto published = client_->Post("/admin/publish", "", "application/json");
+  ASSERT_EQ(Status(published), 200);
+  EXPECT_EQ(published->body.find("{\"changed\":[\"app/ui v"), 0u) << published->body;
+  std::string newVersion;
+  const std::string updated = CurrentNotice("app", &newVersion);
+  EXPECT_NE(updated, current);
+  EXPECT_GT(std::stoll(newVersion), std::stoll(version));
+  EXPECT_EQ(Check(version, version), updated);
+  EXPECT_EQ(Check(newVersion, newVersion), "{}");
+  EXPECT_EQ(CurrentNotice("other"), otherApp);
+}
+
+TEST_F(ServerTest, ServesResourcesOnTheCdnPathAndSignedToTheirOwnAppOnly) {
+  rapidjson::Document notice;
+  notice.Parse(CurrentNotice("app").c_str());
+  ASSERT_TRUE(notice.IsObject());
+  const std::string resourceId = notice["resourceId"].GetString();
+  auto cdn = client_->Get("/" + resourceId);
+  ASSERT_EQ(Status(cdn), 200);
+  const std::string path = "/downloadResource?resourceId=" + resourceId;
+  auto signedBody = client_->Get(path, SignedHeaders("/downloadResource", "app"));
+  ASSERT_EQ(Status(signedBody), 200);
+  EXPECT_EQ(signedBody->body, cdn->body);
+  EXPECT_EQ(Status(client_->Get(path, SignedHeaders("/downloadResource", "other"))), 404);
+  EXPECT_EQ(Status(client_->Get("/downloadResource?resourceId=app/none",
+                                SignedHeaders("/downloadResource", "app"))),
+            404);
+  EXPECT_EQ(Status(client_->Get("/app/none")), 404);
+}
+
+TEST(DevSignLibrary, SignsLikeTheServerChecksThroughTheSdksAbi) {
+  void* library = dlopen(OSTREL_DEV_SIGN_DIR "/libKelsafeProxy.so", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr) << dlerror();
+  using Sign = int (*)(const char*, const char*, char*, unsigned);
+  auto sign = reinterpret_cast<Sign>(dlsym(library, "KelsafeUrlSign"));
+  ASSERT_NE(sign, nullptr);
+
+  const std::string text = OstrelDev::SignedText("/checkUpdate", "app", "1.0", "d 1", "17");
+  char out[1024];
+  ASSERT_EQ(sign("app", text.c_str(), out, sizeof(out)), 0);
+  EXPECT_EQ(std::strlen(out), 64u);
+  EXPECT_TRUE(OstrelDev::DevVerify("app", text, out));
+  EXPECT_FALSE(OstrelDev::DevVerify("other", text, out));
+  EXPECT_FALSE(OstrelDev::DevVerify("app", text + "x", out));
+  EXPECT_FALSE(OstrelDev::DevVerify("app", text, std::string(out).substr(0, 63)));
+  // HMAC-SHA256 of "a&b" under the development key, computed with openssl dgst.
+  EXPECT_EQ(OstrelDev::DevSign("a", "b"),
+            "e52a4c56247d4fee4a93e7fc2fd76f251d765db33c5171fcc3483b5a9dca7536");
+
+  char small[64];  // one byte short of the signature and its NUL
+  EXPECT_NE(sign("app", text.c_str(), small, sizeof(small)), 0);
+  EXPECT_NE(sign(nullptr, text.c_str(), out, sizeof(out)), 0);
+  EXPECT_NE(sign("app", nullptr, out, sizeof(out)), 0);
+  dlclose(library);
+}
+
+}  // namespace

@@ -1,0 +1,95 @@
+// The demo's flow in one process: the library, through the host adapters,
+// against ostrel-server on a loopback port, with signed requests.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+
+#include "ConfigServer.h"
+#include "LocalSession.h"
+#include "ToolsFixture.h"
+#include "update/IndexUpdateHandler.h"
+
+namespace {
+
+using OstrelLocal::LocalSession;
+using OstrelLocal::Notification;
+using OstrelLocal::SessionOptions;
+using OstrelToolsTest::Standard;
+using OstrelToolsTest::TempFolder;
+
+constexpr std::chrono::seconds kWait(10);
+
+TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
+  TempFolder data;
+  data.Write("app/ui.json", Standard("{\"theme\":\"dark\",\"size\":\"14\"}"));
+  data.Write("app/features.json",
+             Standard("{\"editor\":\"old\"}",
+                      ",\"candidates\":[{\"match\":\"m_brand=acme&app_ver>=2.0\","
+                      "\"content\":{\"editor\":\"new\"}}]"));
+  OstrelServer::ConfigServer server(data.path());
+  ASSERT_TRUE(server.Start("127.0.0.1", 0));
+
+  SessionOptions options;
+  options.server = "127.0.0.1:" + std::to_string(server.Port());
+  options.appKey = "app";
+  options.appVersion = "2.4.1";
+  options.brand = "acme";
+  options.storePath = data.path() + "/store.db";
+  options.signDir = OSTREL_DEV_SIGN_DIR;
+  options.logLevel = 3;
+  // Each start is one process of the real demo; here they share one, whose
+  // update check would otherwise be allowed once per twelve hours.
+  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+
+  std::string error;
+  std::string uiVersion;
+  {
+    LocalSession session;
+    ASSERT_TRUE(session.Start(options, error)) << error;
+    EXPECT_EQ(session.Get("ui", "theme", "light"), "light");
+    session.Listen("ui");
+    session.Listen("features");
+    session.CheckUpdate();
+    Notification ui;
+    ASSERT_TRUE(session.WaitForDownload("ui", "", kWait, &ui));
+    ASSERT_TRUE(session.WaitForDownload("features", "", kWait));
+    uiVersion = ui.version;
+    EXPECT_EQ(session.Get("ui", "theme", "light"), "dark");
+    // The candidate matched the brand and version, and its variant came down.
+    EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
+  }
+
+  data.Write("app/ui.json", Standard("{\"theme\":\"solarized\",\"size\":\"14\"}"));
+  EXPECT_EQ(server.Publish().changed.size(), 1u);
+
+  {
+    LocalSession session;
+    ASSERT_TRUE(session.Start(options, error)) << error;
+    // Restored during start-up, before any request.
+    EXPECT_EQ(session.Get("ui", "theme", "light"), "dark");
+    session.Listen("ui");
+    const std::vector<Notification> restored = session.Notifications();
+    ASSERT_EQ(restored.size(), 1u);
+    EXPECT_TRUE(restored[0].fromCache);
+    EXPECT_EQ(restored[0].version, uiVersion);
+
+    Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    session.CheckUpdate();
+    Notification update;
+    ASSERT_TRUE(session.WaitForDownload("ui", uiVersion, kWait, &update));
+    EXPECT_GT(std::stoll(update.version), std::stoll(uiVersion));
+    EXPECT_EQ(session.Get("ui", "theme", "light"), "solarized");
+  }
+
+  server.Stop();
+  options.offline = true;
+  LocalSession session;
+  ASSERT_TRUE(session.Start(options, error)) << error;
+  EXPECT_EQ(session.Get("ui", "theme", "light"), "solarized");
+  EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
+  EXPECT_EQ(session.RefusedRequests(), 0u);
+}
+
+}  // namespace
