@@ -52,6 +52,7 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     session.Listen("ui");
     session.Listen("features");
     session.CheckUpdate();
+    EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUpdated);
     Notification ui;
     ASSERT_TRUE(session.WaitForDownload("ui", "", kWait, &ui));
     ASSERT_TRUE(session.WaitForDownload("features", "", kWait));
@@ -90,6 +91,50 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
   EXPECT_EQ(session.Get("ui", "theme", "light"), "solarized");
   EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
   EXPECT_EQ(session.RefusedRequests(), 0u);
+}
+
+// What the CLI reports after an update check, for each way it can end.
+TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
+  TempFolder data;
+  data.Write("app/ui.json", Standard("{\"theme\":\"dark\"}"));
+  OstrelServer::ConfigServer server(data.path());
+  ASSERT_TRUE(server.Start("127.0.0.1", 0));
+  TempFolder noSigner;
+
+  SessionOptions options;
+  options.server = "127.0.0.1:" + std::to_string(server.Port());
+  options.appKey = "app";
+  options.storePath = data.path() + "/store.db";
+  options.logLevel = 3;
+  const struct {
+    const char* what;
+    std::string signDir;
+    bool resetCheckTime;
+    OstrelLocal::CheckOutcome outcome;
+  } kSteps[] = {
+      {"unsigned", noSigner.path(), true, OstrelLocal::CheckOutcome::kFailed},
+      {"new index", OSTREL_DEV_SIGN_DIR, true, OstrelLocal::CheckOutcome::kUpdated},
+      {"nothing new", OSTREL_DEV_SIGN_DIR, true, OstrelLocal::CheckOutcome::kUpToDate},
+      {"second check", OSTREL_DEV_SIGN_DIR, false, OstrelLocal::CheckOutcome::kRateLimited},
+  };
+  for (const auto& step : kSteps) {
+    SCOPED_TRACE(step.what);
+    options.signDir = step.signDir;
+    LocalSession session;
+    std::string error;
+    ASSERT_TRUE(session.Start(options, error)) << error;
+    if (step.resetCheckTime) Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    session.CheckUpdate();
+    EXPECT_EQ(session.WaitForCheck(kWait), step.outcome);
+  }
+  server.Stop();
+  options.signDir = OSTREL_DEV_SIGN_DIR;
+  LocalSession session;
+  std::string error;
+  ASSERT_TRUE(session.Start(options, error)) << error;
+  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+  session.CheckUpdate();
+  EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kFailed);  // no server
 }
 
 }  // namespace

@@ -50,12 +50,44 @@ std::string TakeString(char* value) {
 
 // Everything the library borrows from the host, kept alive until the library
 // has been torn down.
-class LocalSession::Services final : public Ostrel::IOConfigListener,
+class LocalSession::Services final : public Ostrel::IOLog,
+                                     public Ostrel::IOConfigListener,
                                      public Ostrel::IOInitListener,
                                      public Ostrel::IOHttpClient {
  public:
   explicit Services(const SessionOptions& options)
-      : logger(options.log), statistics(&logger), offline(options.offline) {}
+      : logger(options.log),
+        statistics(&logger),
+        offline(options.offline),
+        logLevel(options.logLevel) {}
+
+  // Follows the update check through its log lines (their texts are fixed),
+  // and passes on what the user asked to see.
+  void Log(int level, const char* tag, const char* method, const char* text) override {
+    const std::string source = tag != nullptr ? tag : "";
+    const std::string line = text != nullptr ? text : "";
+    auto startsWith = [&line](const char* prefix) { return line.rfind(prefix, 0) == 0; };
+    if (source == "Ostrel.IndexUpdateHandler" || source == "Ostrel.ConfigCenter") {
+      std::lock_guard<std::mutex> lock(mutex);
+      if (checkRunning) {
+        if (startsWith("auth request sucessfully, but index is not updated") ||
+            startsWith("it is a same index info") ||
+            startsWith("loadIndex fail , id or version is match")) {
+          checkResult = CheckOutcome::kUpToDate;
+        } else if (startsWith("auth request back null") || startsWith("loadIndex fail") ||
+                   (level >= 3 && method != nullptr && std::string(method) == "LoadIndex")) {
+          checkResult = CheckOutcome::kFailed;
+        } else if (startsWith("checkIndexUpdate too frequently")) {
+          checkResult = CheckOutcome::kRateLimited;
+          checkRunning = false;
+        } else if (startsWith("CheckIndexUpdate cost")) {
+          checkRunning = false;
+        }
+        if (!checkRunning) changed.notify_all();
+      }
+    }
+    if (level >= logLevel) logger.Log(level, tag, method, text);
+  }
 
   void onConfigUpdate(const char* nameSpace, const char* version, bool fromCache) override {
     std::lock_guard<std::mutex> lock(mutex);
@@ -87,12 +119,15 @@ class LocalSession::Services final : public Ostrel::IOConfigListener,
   std::unique_ptr<OstrelHost::SqliteStorage> storage;
   std::unique_ptr<OstrelHost::CurlHttpClient> http;
   const bool offline;
+  const int logLevel;
 
   mutable std::mutex mutex;
   std::condition_variable changed;
   bool initFinished = false;                // guarded by mutex
   std::vector<Notification> notifications;  // guarded by mutex
   size_t refused = 0;                       // guarded by mutex
+  bool checkRunning = false;                // guarded by mutex
+  CheckOutcome checkResult = CheckOutcome::kUpdated;  // guarded by mutex
 };
 
 LocalSession::LocalSession() = default;
@@ -136,8 +171,9 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   config->build();
 
   sdk_ = GetIOstrelConfig();
-  sdk_->installLogger(&services->logger);
-  sdk_->changeLogLevel(options.logLevel);
+  sdk_->installLogger(services.get());
+  // Info lines reach the session, which follows update checks through them.
+  sdk_->changeLogLevel(options.logLevel < 1 ? options.logLevel : 1);
   sdk_->setStorage(services->storage.get());
   sdk_->setHttpClient(services.get());
   // Statistics lines are written whatever the log level: only when asked for.
@@ -206,7 +242,38 @@ void LocalSession::Listen(const std::string& nameSpace) {
 }
 
 void LocalSession::CheckUpdate() {
-  if (sdk_ != nullptr) sdk_->forceCheckUpdate();
+  if (sdk_ == nullptr) return;
+  {
+    std::lock_guard<std::mutex> lock(services_->mutex);
+    services_->checkRunning = true;
+    services_->checkResult = CheckOutcome::kUpdated;
+  }
+  sdk_->forceCheckUpdate();
+}
+
+CheckOutcome LocalSession::WaitForCheck(Duration timeout) {
+  if (!services_) return CheckOutcome::kFailed;
+  std::unique_lock<std::mutex> lock(services_->mutex);
+  if (!services_->changed.wait_for(lock, timeout, [this] { return !services_->checkRunning; })) {
+    return CheckOutcome::kTimedOut;
+  }
+  return services_->checkResult;
+}
+
+const char* CheckOutcomeText(CheckOutcome outcome) {
+  switch (outcome) {
+    case CheckOutcome::kUpdated:
+      return "a new index was applied";
+    case CheckOutcome::kUpToDate:
+      return "already up to date";
+    case CheckOutcome::kFailed:
+      return "failed (no answer, a refused signature or an unusable index)";
+    case CheckOutcome::kRateLimited:
+      return "refused: this process already checked";
+    case CheckOutcome::kTimedOut:
+      return "still running when the wait ended";
+  }
+  return "";
 }
 
 bool LocalSession::WaitForDownload(const std::string& nameSpace, const std::string& notVersion,

@@ -42,6 +42,16 @@ struct Notification {
   bool fromCache = false;
 };
 
+// How the last update check ended, as the library's log tells it.
+enum class CheckOutcome {
+  kUpdated,      // a new index was applied and its changed namespaces downloaded
+  kUpToDate,     // the server had nothing newer
+  kFailed,       // no answer, a refused signature, or an index that could not be used
+  kRateLimited,  // this process already checked within the last twelve hours
+  kTimedOut,     // still running when the wait ended
+};
+const char* CheckOutcomeText(CheckOutcome outcome);
+
 // The library is process-wide, so one session runs at a time. Not
 // thread-safe itself; the notifications may arrive on any thread.
 class LocalSession {
@@ -73,6 +83,10 @@ class LocalSession {
   void Listen(const std::string& nameSpace);
   // forceCheckUpdate: at most one check per twelve hours and process.
   void CheckUpdate();
+  // Waits for the end of the check that CheckUpdate started. The library
+  // downloads the namespaces a new index changed within the check, so when
+  // this returns kUpdated their listeners have been told.
+  CheckOutcome WaitForCheck(Duration timeout);
   // Waits until a notification for nameSpace arrives that is not from the
   // cache and, when version is not empty, carries a different version.
   bool WaitForDownload(const std::string& nameSpace, const std::string& notVersion,
