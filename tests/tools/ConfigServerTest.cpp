@@ -167,7 +167,7 @@ TEST_F(ServerTest, AnswersTheUpdateCheckOnlyToClientsBehind) {
   EXPECT_EQ(CurrentNotice("other"), otherApp);
 }
 
-TEST_F(ServerTest, ServesResourcesOnTheCdnPathAndSignedToTheirOwnAppOnly) {
+TEST_F(ServerTest, ServesResourcesOnTheCdnPathSignedToTheirOwnAppAndTheGatewayNotice) {
   rapidjson::Document notice;
   notice.Parse(CurrentNotice("app").c_str());
   ASSERT_TRUE(notice.IsObject());
@@ -183,6 +183,16 @@ TEST_F(ServerTest, ServesResourcesOnTheCdnPathAndSignedToTheirOwnAppOnly) {
                                 SignedHeaders("/downloadResource", "app"))),
             404);
   EXPECT_EQ(Status(client_->Get("/app/none")), 404);
+
+  // The same notice in the key=value form of gateway responses.
+  auto gateway = client_->Get("/admin/notice?appKey=app");
+  ASSERT_EQ(Status(gateway), 200);
+  EXPECT_EQ(gateway->body, "cdn=127.0.0.1:" + std::to_string(server_->Port()) + "&md5=" +
+                               notice["md5"].GetString() + "&resourceId=" + resourceId +
+                               "&protocol=http");
+  auto nothing = client_->Get("/admin/notice?appKey=nobody");
+  ASSERT_EQ(Status(nothing), 200);
+  EXPECT_EQ(nothing->body, "");
 }
 
 TEST(DevSignLibrary, SignsLikeTheServerChecksThroughTheSdksAbi) {

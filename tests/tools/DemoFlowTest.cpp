@@ -82,13 +82,21 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     ASSERT_TRUE(session.WaitForDownload("ui", uiVersion, kWait, &update));
     EXPECT_GT(std::stoll(update.version), std::stoll(uiVersion));
     EXPECT_EQ(session.Get("ui", "theme", "light"), "solarized");
+
+    // Later changes arrive as relayed gateway notices, with no rate limit.
+    data.Write("app/ui.json", Standard("{\"theme\":\"green\",\"size\":\"14\"}"));
+    server.Publish();
+    ASSERT_TRUE(session.RelayGatewayNotice());
+    ASSERT_TRUE(session.WaitForDownload("ui", update.version, kWait));
+    EXPECT_EQ(session.Get("ui", "theme", "light"), "green");
   }
 
   server.Stop();
   options.offline = true;
   LocalSession session;
   ASSERT_TRUE(session.Start(options, error)) << error;
-  EXPECT_EQ(session.Get("ui", "theme", "light"), "solarized");
+  EXPECT_EQ(session.Get("ui", "theme", "light"), "green");
+  EXPECT_FALSE(session.RelayGatewayNotice());
   EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
   EXPECT_EQ(session.RefusedRequests(), 0u);
 }

@@ -98,16 +98,23 @@ int Watch(LocalSession& session, const std::string& nameSpace, long seconds,
     for (; shown < all.size(); ++shown) PrintNotification(all[shown]);
   };
   showNew();
-  // One check per process: the library allows no more within twelve hours.
   session.CheckUpdate();
   std::fprintf(stderr, "ostrel-cli: update check %s\n",
                OstrelLocal::CheckOutcomeText(session.WaitForCheck(timeout)));
+  // The update check runs once per process; later publications reach the
+  // library the way a gateway's notices do, polled once a second.
+  const std::chrono::milliseconds kPollInterval(1000);
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  while (std::chrono::steady_clock::now() < end) {
+  auto nextPoll = std::chrono::steady_clock::now();
+  for (auto now = nextPoll; now < end; now = std::chrono::steady_clock::now()) {
     showNew();
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        end - std::chrono::steady_clock::now());
-    session.WaitForCount(shown + 1, std::min(left, std::chrono::milliseconds(1000)));
+    if (now >= nextPoll) {
+      session.RelayGatewayNotice();
+      nextPoll = now + kPollInterval;
+    }
+    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::min(end, nextPoll) - now);
+    session.WaitForCount(shown + 1, wait);
   }
   showNew();
   return 0;

@@ -104,6 +104,19 @@ bool ConfigServer::Start(const std::string& host, int port) {
                         ",\"errors\":" + JsonList(report.errors) + "}",
                     kJson);
   });
+  // The notice in the key=value form that gateway responses carry, for hosts
+  // that relay it to the library's interceptor; empty while nothing is
+  // published. Unsigned, like the admin path: it names public resources only.
+  http_->Get("/admin/notice", [this](const httplib::Request& req, httplib::Response& res) {
+    IndexNotice notice;
+    if (!publisher_->Notice(req.get_param_value("appKey"), notice)) {
+      res.set_content("", "text/plain");
+      return;
+    }
+    res.set_content("cdn=" + notice.cdn + "&md5=" + notice.md5 +
+                        "&resourceId=" + notice.resourceId + "&protocol=http",
+                    "text/plain");
+  });
   http_->Get(R"(/(.+))", [this](const httplib::Request& req, httplib::Response& res) {
     std::string body;
     if (!publisher_->Resource(req.matches[1].str(), body)) {

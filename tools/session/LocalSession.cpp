@@ -46,6 +46,41 @@ std::string TakeString(char* value) {
   return text;
 }
 
+// A plain GET for the session's own requests, in the library's request shape
+// so that the same HTTP client serves both.
+class GetRequest final : public Ostrel::IOHttpRequest {
+ public:
+  explicit GetRequest(std::string url) : url_(std::move(url)) {}
+  int GetType() const override { return 0; }
+  const char* GetUrl() const override { return url_.c_str(); }
+  const char* GetBody() const override { return ""; }
+  int64_t GetBodyLength() const override { return 0; }
+  const char* GetExtra0() const override { return ""; }
+  int64_t GetOption() const override { return 0; }
+  void* GetOptionRef() const override { return nullptr; }
+  const char** GetHeaders(unsigned* count) const override {
+    if (count != nullptr) *count = 0;
+    return nullptr;
+  }
+  const char* GetExtra1() const override { return ""; }
+  const char* GetExtra2() const override { return ""; }
+
+ private:
+  const std::string url_;
+};
+
+class BodyResponse final : public Ostrel::IOHttpResponse {
+ public:
+  void SetSuccess(bool value) override { success = value; }
+  void SetBody(const char* value) override { body = value != nullptr ? value : ""; }
+  void SetHeader(const char*) override {}
+  void SetStatusCode(int) override {}
+  void SetMessage(const char*) override {}
+
+  bool success = false;
+  std::string body;
+};
+
 }  // namespace
 
 // Everything the library borrows from the host, kept alive until the library
@@ -179,6 +214,8 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   // Statistics lines are written whatever the log level: only when asked for.
   sdk_->setStatistics(options.logLevel <= 1 ? &services->statistics : nullptr);
   services_ = std::move(services);
+  server_ = options.server;
+  appKey_ = options.appKey;
   const bool accepted = sdk_->init(config);
   DestroyIOConfig(config);
   if (!accepted) {
@@ -198,6 +235,8 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
 
 void LocalSession::Stop() {
   if (sdk_ == nullptr) return;
+  if (intercept_ != nullptr) sdk_->releaseIntercept(intercept_);
+  intercept_ = nullptr;
   sdk_ = nullptr;
   // The library calls the services until teardown returns; only then may
   // they go.
@@ -249,6 +288,18 @@ void LocalSession::CheckUpdate() {
     services_->checkResult = CheckOutcome::kUpdated;
   }
   sdk_->forceCheckUpdate();
+}
+
+bool LocalSession::RelayGatewayNotice() {
+  if (sdk_ == nullptr || services_->offline) return false;
+  GetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
+  BodyResponse response;
+  if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
+  if (response.body.empty()) return false;  // nothing published for the app yet
+  if (intercept_ == nullptr) intercept_ = sdk_->getIntercept();
+  if (intercept_ == nullptr) return false;
+  intercept_->OnOstrelResponse(response.body.c_str());
+  return true;
 }
 
 CheckOutcome LocalSession::WaitForCheck(Duration timeout) {

@@ -87,6 +87,11 @@ class LocalSession {
   // downloads the namespaces a new index changed within the check, so when
   // this returns kUpdated their listeners have been told.
   CheckOutcome WaitForCheck(Duration timeout);
+  // Fetches the server's current notice from /admin/notice and hands it to
+  // the library's gateway interceptor, as a host relays gateway responses.
+  // Unlike the update check this may run any number of times: the library
+  // drops a notice it has already applied. False when nothing was fetched.
+  bool RelayGatewayNotice();
   // Waits until a notification for nameSpace arrives that is not from the
   // cache and, when version is not empty, carries a different version.
   bool WaitForDownload(const std::string& nameSpace, const std::string& notVersion,
@@ -101,6 +106,9 @@ class LocalSession {
   class Services;
   std::unique_ptr<Services> services_;
   Ostrel::IOstrelConfig* sdk_ = nullptr;
+  Ostrel::IOIntercept* intercept_ = nullptr;  // owned; released before teardown
+  std::string server_;
+  std::string appKey_;
 };
 
 }  // namespace OstrelLocal
