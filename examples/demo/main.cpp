@@ -35,7 +35,8 @@ void ShowValues(const LocalSession& session) {
   std::printf("  ui.fontSize       = %s\n", session.Get("ui", "fontSize", "12 (default)").c_str());
   std::printf("  features.newEditor= %s\n",
               session.Get("features", "newEditor", "off (default)").c_str());
-  std::printf("  features.maxTabs  = %s\n", session.Get("features", "maxTabs", "4 (default)").c_str());
+  std::printf("  features.maxTabs  = %s\n",
+              session.Get("features", "maxTabs", "4 (default)").c_str());
   std::string text;
   std::printf("  welcome (text)    = %s\n",
               session.GetText("welcome", text) ? text.c_str() : "(not loaded yet)");

@@ -107,20 +107,22 @@ TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
       // signed for another path
       {"path", SignedHeaders("/downloadResource", "app")},
       // another app's key in the header than in the signature
-      {"app", [] {
+      {"app",
+       [] {
          httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
          headers.erase("o-app-key");
          headers.emplace("o-app-key", "other");
          return headers;
        }()},
       // the device id signed as sent (encoded) instead of raw
-      {"device", [] {
+      {"device",
+       [] {
          httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
          const std::string timestamp = headers.find("o-timestamp")->second;
          headers.erase("o-sign");
-         headers.emplace("o-sign", OstrelDev::DevSign("app", OstrelDev::SignedText(
-                                                                "/checkUpdate", "app", "1.0.0",
-                                                                "device+7", timestamp)));
+         headers.emplace("o-sign", OstrelDev::DevSign(
+                                       "app", OstrelDev::SignedText("/checkUpdate", "app", "1.0.0",
+                                                                    "device+7", timestamp)));
          return headers;
        }()},
   };
@@ -132,13 +134,13 @@ TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
   const long long now = std::stoll(Now());
   const long long skew = OstrelServer::ConfigServer::kMaxClockSkewSeconds;
   for (long long timestamp : {now - skew - 5, now + skew + 5}) {
-    EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app",
-                                                                std::to_string(timestamp)))),
+    EXPECT_EQ(Status(client_->Get("/checkUpdate",
+                                  SignedHeaders("/checkUpdate", "app", std::to_string(timestamp)))),
               401);
   }
-  EXPECT_EQ(Status(client_->Get("/downloadResource?resourceId=x",
-                                SignedHeaders("/checkUpdate", "app"))),
-            403);
+  EXPECT_EQ(
+      Status(client_->Get("/downloadResource?resourceId=x", SignedHeaders("/checkUpdate", "app"))),
+      403);
 }
 
 TEST_F(ServerTest, AnswersTheUpdateCheckOnlyToClientsBehind) {
@@ -187,8 +189,8 @@ TEST_F(ServerTest, ServesResourcesOnTheCdnPathSignedToTheirOwnAppAndTheGatewayNo
   // The same notice in the key=value form of gateway responses.
   auto gateway = client_->Get("/admin/notice?appKey=app");
   ASSERT_EQ(Status(gateway), 200);
-  EXPECT_EQ(gateway->body, "cdn=127.0.0.1:" + std::to_string(server_->Port()) + "&md5=" +
-                               notice["md5"].GetString() + "&resourceId=" + resourceId +
+  EXPECT_EQ(gateway->body, "cdn=127.0.0.1:" + std::to_string(server_->Port()) +
+                               "&md5=" + notice["md5"].GetString() + "&resourceId=" + resourceId +
                                "&protocol=http");
   auto nothing = client_->Get("/admin/notice?appKey=nobody");
   ASSERT_EQ(Status(nothing), 200);

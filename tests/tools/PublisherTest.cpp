@@ -208,8 +208,8 @@ TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
   const std::string goodIndex = ReadIndex(publisher, "app").notice.resourceId;
   data.Write("app/x.json", "{\"type\":");
   const PublishReport report = publisher.Publish();
-  EXPECT_EQ(report.errors, std::vector<std::string>{
-                               "app/x.json: not a JSON object (keeping the last good one)"});
+  EXPECT_EQ(report.errors,
+            std::vector<std::string>{"app/x.json: not a JSON object (keeping the last good one)"});
   EXPECT_TRUE(report.changed.empty());
   EXPECT_EQ(ReadIndex(publisher, "app").notice.resourceId, goodIndex);
 }

@@ -62,6 +62,30 @@ std::string DefaultSignDir(const char* argv0) {
   return access((folder + "/libKelsafeProxy.so").c_str(), R_OK) == 0 ? folder : std::string();
 }
 
+// The options that set a text of the session.
+bool TakeText(SessionOptions& options, const std::string& option, const char* value) {
+  static const struct {
+    const char* name;
+    std::string SessionOptions::*field;
+  } kOptions[] = {
+      {"--server", &SessionOptions::server},
+      {"--app-key", &SessionOptions::appKey},
+      {"--app-version", &SessionOptions::appVersion},
+      {"--device-id", &SessionOptions::deviceId},
+      {"--brand", &SessionOptions::brand},
+      {"--model", &SessionOptions::model},
+      {"--store", &SessionOptions::storePath},
+      {"--sign-dir", &SessionOptions::signDir},
+  };
+  for (const auto& known : kOptions) {
+    if (option == known.name) {
+      options.*known.field = value;
+      return true;
+    }
+  }
+  return false;
+}
+
 void PrintNotification(const Notification& n) {
   std::printf("%s version %s (%s)\n", n.nameSpace.c_str(), n.version.c_str(),
               n.fromCache ? "from the store" : "downloaded");
@@ -112,8 +136,8 @@ int Watch(LocalSession& session, const std::string& nameSpace, long seconds,
       session.RelayGatewayNotice();
       nextPoll = now + kPollInterval;
     }
-    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::min(end, nextPoll) - now);
+    const auto wait =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::min(end, nextPoll) - now);
     session.WaitForCount(shown + 1, wait);
   }
   showNew();
@@ -140,22 +164,8 @@ int main(int argc, char** argv) {
       options.logLevel = 1;
     } else if (arg == "--cached") {
       cached = true;
-    } else if (hasValue && arg == "--server") {
-      options.server = argv[++i];
-    } else if (hasValue && arg == "--app-key") {
-      options.appKey = argv[++i];
-    } else if (hasValue && arg == "--app-version") {
-      options.appVersion = argv[++i];
-    } else if (hasValue && arg == "--device-id") {
-      options.deviceId = argv[++i];
-    } else if (hasValue && arg == "--brand") {
-      options.brand = argv[++i];
-    } else if (hasValue && arg == "--model") {
-      options.model = argv[++i];
-    } else if (hasValue && arg == "--store") {
-      options.storePath = argv[++i];
-    } else if (hasValue && arg == "--sign-dir") {
-      options.signDir = argv[++i];
+    } else if (hasValue && TakeText(options, arg, argv[i + 1])) {
+      ++i;
     } else if (hasValue && arg == "--timeout") {
       timeoutSeconds = std::strtol(argv[++i], nullptr, 10);
       if (timeoutSeconds <= 0) return Usage();

@@ -100,9 +100,9 @@ bool ConfigServer::Start(const std::string& host, int port) {
   });
   http_->Post("/admin/publish", [this](const httplib::Request&, httplib::Response& res) {
     const PublishReport report = Publish();
-    res.set_content("{\"changed\":" + JsonList(report.changed) +
-                        ",\"errors\":" + JsonList(report.errors) + "}",
-                    kJson);
+    res.set_content(
+        "{\"changed\":" + JsonList(report.changed) + ",\"errors\":" + JsonList(report.errors) + "}",
+        kJson);
   });
   // The notice in the key=value form that gateway responses carry, for hosts
   // that relay it to the library's interceptor; empty while nothing is
@@ -175,8 +175,9 @@ bool ConfigServer::Authenticate(const httplib::Request& req, httplib::Response& 
                             .count();
   if (timestamp.empty() || *end != '\0' || sent < now - kMaxClockSkewSeconds ||
       sent > now + kMaxClockSkewSeconds) {
-    Refuse(res, 401, "o-timestamp is not within " + std::to_string(kMaxClockSkewSeconds) +
-                         " s of the server's clock");
+    Refuse(res, 401,
+           "o-timestamp is not within " + std::to_string(kMaxClockSkewSeconds) +
+               " s of the server's clock");
     return false;
   }
   appKey = UrlDecode(req.get_header_value("o-app-key"));
@@ -204,8 +205,8 @@ void ConfigServer::CheckUpdate(const httplib::Request& req, httplib::Response& r
     return;
   }
   res.set_content("{\"cdn\":\"" + EscapeJson(notice.cdn) + "\",\"md5\":\"" + notice.md5 +
-                      "\",\"protocol\":\"http\",\"resourceId\":\"" +
-                      EscapeJson(notice.resourceId) + "\"}",
+                      "\",\"protocol\":\"http\",\"resourceId\":\"" + EscapeJson(notice.resourceId) +
+                      "\"}",
                   kJson);
 }
 

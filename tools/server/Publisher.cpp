@@ -9,6 +9,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <set>
 #include <sstream>
 #include <utility>
@@ -39,8 +40,8 @@ std::string Md5Hex(const std::string& bytes) {
 bool IsPlainName(const std::string& name) {
   if (name.empty() || name == "." || name == "..") return false;
   return std::all_of(name.begin(), name.end(), [](unsigned char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           c == '-' || c == '_' || c == '.';
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
+           c == '_' || c == '.';
   });
 }
 
@@ -112,17 +113,19 @@ std::string ParseNamespaceFile(const std::string& text, NamespaceFile& file) {
       return "a candidate needs a non-empty \"match\"";
     }
     auto candidateContent = candidate.FindMember("content");
-    problem = CheckContent(file.type, candidateContent == candidate.MemberEnd()
-                                          ? nullptr
-                                          : &candidateContent->value);
+    problem = CheckContent(
+        file.type, candidateContent == candidate.MemberEnd() ? nullptr : &candidateContent->value);
     if (!problem.empty()) return "candidate: " + problem;
   }
   return std::string();
 }
 
-void String(Writer& writer, const char* key, const std::string& value) {
-  writer.Key(key);
-  writer.String(value.c_str(), static_cast<rapidjson::SizeType>(value.size()));
+// String members, in the order given.
+void Strings(Writer& writer, std::initializer_list<std::pair<const char*, std::string>> members) {
+  for (const auto& member : members) {
+    writer.Key(member.first);
+    writer.String(member.second.c_str(), static_cast<rapidjson::SizeType>(member.second.size()));
+  }
 }
 
 // A config document in the shape the library parses: every member a string,
@@ -133,15 +136,15 @@ std::string ConfigDocument(const std::string& appKey, const std::string& name,
   rapidjson::StringBuffer buffer;
   Writer writer(buffer);
   writer.StartObject();
-  String(writer, "appKey", appKey);
-  String(writer, "appVersion", "*");
-  String(writer, "id", appKey + "/" + name);
-  String(writer, "name", name);
-  String(writer, "resourceId", resourceId);
-  String(writer, "type", file.type);
-  String(writer, "loadLevel", file.loadLevel);
-  String(writer, "version", std::to_string(version));
-  String(writer, "createTime", std::to_string(createTime));
+  Strings(writer, {{"appKey", appKey},
+                   {"appVersion", "*"},
+                   {"id", appKey + "/" + name},
+                   {"name", name},
+                   {"resourceId", resourceId},
+                   {"type", file.type},
+                   {"loadLevel", file.loadLevel},
+                   {"version", std::to_string(version)},
+                   {"createTime", std::to_string(createTime)}});
   writer.Key("content");
   content.Accept(writer);
   writer.EndObject();
@@ -154,11 +157,10 @@ Publisher::Publisher(std::string dataDir, std::string cdn, Clock clock)
     : dataDir_(std::move(dataDir)), cdn_(std::move(cdn)), clock_(std::move(clock)) {}
 
 int64_t Publisher::NextVersion() {
-  const int64_t now =
-      clock_ ? clock_()
-             : std::chrono::duration_cast<std::chrono::seconds>(
-                   std::chrono::system_clock::now().time_since_epoch())
-                   .count();
+  const int64_t now = clock_ ? clock_()
+                             : std::chrono::duration_cast<std::chrono::seconds>(
+                                   std::chrono::system_clock::now().time_since_epoch())
+                                   .count();
   lastVersion_ = std::max(lastVersion_ + 1, now);
   return lastVersion_;
 }
@@ -241,9 +243,9 @@ bool Publisher::PublishApplication(const std::string& appKey, const std::string&
     NamespaceFile file;
     const std::string problem = ParseNamespaceFile(text.second, file);
     if (!problem.empty()) {
-      report.errors.push_back(appKey + "/" + name + ".json: " + problem +
-                              (existing != app.namespaces.end() ? " (keeping the last good one)"
-                                                                : ""));
+      report.errors.push_back(
+          appKey + "/" + name + ".json: " + problem +
+          (existing != app.namespaces.end() ? " (keeping the last good one)" : ""));
       continue;
     }
     Namespace ns;
@@ -259,12 +261,12 @@ bool Publisher::PublishApplication(const std::string& appKey, const std::string&
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);
     writer.StartObject();
-    String(writer, "loadLevel", file.loadLevel);
-    String(writer, "md5", Md5Hex(body));
-    String(writer, "name", name);
-    String(writer, "resourceId", resourceId);
-    String(writer, "version", std::to_string(ns.version));
-    String(writer, "type", file.type);
+    Strings(writer, {{"loadLevel", file.loadLevel},
+                     {"md5", Md5Hex(body)},
+                     {"name", name},
+                     {"resourceId", resourceId},
+                     {"version", std::to_string(ns.version)},
+                     {"type", file.type}});
     auto candidates = file.json.FindMember("candidates");
     if (candidates != file.json.MemberEnd() && !candidates->value.Empty()) {
       writer.Key("candidates");
@@ -272,15 +274,14 @@ bool Publisher::PublishApplication(const std::string& appKey, const std::string&
       int index = 0;
       for (const auto& candidate : candidates->value.GetArray()) {
         const std::string candidateId = base + "-c" + std::to_string(index++) + ".json";
-        const std::string candidateBody = ConfigDocument(appKey, name, candidateId, file,
-                                                         ns.version, createTime,
-                                                         candidate["content"]);
+        const std::string candidateBody = ConfigDocument(
+            appKey, name, candidateId, file, ns.version, createTime, candidate["content"]);
         ns.files[candidateId] = candidateBody;
         writer.StartObject();
-        String(writer, "resourceId", candidateId);
-        String(writer, "md5", Md5Hex(candidateBody));
-        String(writer, "match", candidate["match"].GetString());
-        String(writer, "version", std::to_string(ns.version));
+        Strings(writer, {{"resourceId", candidateId},
+                         {"md5", Md5Hex(candidateBody)},
+                         {"match", candidate["match"].GetString()},
+                         {"version", std::to_string(ns.version)}});
         writer.EndObject();
       }
       writer.EndArray();
@@ -302,15 +303,15 @@ void Publisher::RebuildIndex(const std::string& appKey, Application& app) {
   {
     Writer writer(buffer);
     writer.StartObject();
-    String(writer, "appKey", appKey);
-    String(writer, "appVersion", "*");
     // The library takes an index with the id of the one it holds as the same
     // index, so every publication gets an id of its own.
-    String(writer, "id", appKey + "/index-" + versionText);
-    String(writer, "cdn", cdn_);
-    String(writer, "version", versionText);
-    String(writer, "appIndexVersion", versionText);
-    String(writer, "versionIndexVersion", versionText);
+    Strings(writer, {{"appKey", appKey},
+                     {"appVersion", "*"},
+                     {"id", appKey + "/index-" + versionText},
+                     {"cdn", cdn_},
+                     {"version", versionText},
+                     {"appIndexVersion", versionText},
+                     {"versionIndexVersion", versionText}});
     writer.Key("mergedNamespaces");
     writer.StartArray();
     for (const auto& ns : app.namespaces) {

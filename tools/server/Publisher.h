@@ -62,8 +62,8 @@ class Publisher {
   // into the same second, so they keep growing across server restarts and
   // a client holding an older publication still sees every change as newer.
   int64_t NextVersion();
-  bool PublishApplication(const std::string& appKey, const std::string& folder,
-                          Application& app, PublishReport& report);
+  bool PublishApplication(const std::string& appKey, const std::string& folder, Application& app,
+                          PublishReport& report);
   void RebuildIndex(const std::string& appKey, Application& app);
 
   const std::string dataDir_;

@@ -19,11 +19,16 @@ std::wstring WidenUtf8(const std::string& text) {
   std::wstring out;
   for (size_t i = 0; i < text.size();) {
     const unsigned char lead = static_cast<unsigned char>(text[i]);
-    const size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3
-                                          : (lead >> 3) == 0x1E ? 4 : 0;
+    const size_t length = lead < 0x80           ? 1
+                          : (lead >> 5) == 0x6  ? 2
+                          : (lead >> 4) == 0xE  ? 3
+                          : (lead >> 3) == 0x1E ? 4
+                                                : 0;
     bool valid = length > 0 && i + length <= text.size();
-    uint32_t code = length == 1 ? lead : length == 2 ? (lead & 0x1F) : length == 3 ? (lead & 0x0F)
-                                                                                   : (lead & 0x07);
+    uint32_t code = length == 1   ? lead
+                    : length == 2 ? (lead & 0x1F)
+                    : length == 3 ? (lead & 0x0F)
+                                  : (lead & 0x07);
     for (size_t k = 1; valid && k < length; ++k) {
       const unsigned char next = static_cast<unsigned char>(text[i + k]);
       valid = (next & 0xC0) == 0x80;
@@ -158,10 +163,10 @@ class LocalSession::Services final : public Ostrel::IOLog,
 
   mutable std::mutex mutex;
   std::condition_variable changed;
-  bool initFinished = false;                // guarded by mutex
-  std::vector<Notification> notifications;  // guarded by mutex
-  size_t refused = 0;                       // guarded by mutex
-  bool checkRunning = false;                // guarded by mutex
+  bool initFinished = false;                          // guarded by mutex
+  std::vector<Notification> notifications;            // guarded by mutex
+  size_t refused = 0;                                 // guarded by mutex
+  bool checkRunning = false;                          // guarded by mutex
   CheckOutcome checkResult = CheckOutcome::kUpdated;  // guarded by mutex
 };
 
@@ -346,8 +351,8 @@ bool LocalSession::WaitForDownload(const std::string& nameSpace, const std::stri
 bool LocalSession::WaitForCount(size_t count, Duration timeout) {
   if (!services_) return false;
   std::unique_lock<std::mutex> lock(services_->mutex);
-  return services_->changed.wait_for(
-      lock, timeout, [&] { return services_->notifications.size() >= count; });
+  return services_->changed.wait_for(lock, timeout,
+                                     [&] { return services_->notifications.size() >= count; });
 }
 
 std::vector<Notification> LocalSession::Notifications() const {
