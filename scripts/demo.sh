@@ -11,9 +11,10 @@ out="${OSTREL_BUILD_ROOT:-$root/build/demo}"
 "$root/scripts/install-deps.sh" curl
 
 echo "== building (log in $out/build.log)"
+mkdir -p "$out"
 cmake -S "$root" -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTREL_BUILD_TESTS=OFF \
-  -DOSTREL_BUILD_BENCHMARKS=OFF >"$out.configure.log" 2>&1 ||
-  { cat "$out.configure.log"; exit 1; }
+  -DOSTREL_BUILD_BENCHMARKS=OFF >"$out/configure.log" 2>&1 ||
+  { cat "$out/configure.log"; exit 1; }
 cmake --build "$out" -j "$(nproc)" --target ostrel-server ostrel_devsign ostrel_demo \
   >"$out/build.log" 2>&1 || { tail -40 "$out/build.log"; exit 1; }
 

@@ -100,7 +100,7 @@ TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
     httplib::Headers headers = SignedHeaders("/checkUpdate", "app");
     headers.erase(name);
     auto result = client_->Get("/checkUpdate", headers);
-    EXPECT_EQ(Status(result), 401) << name;
+    ASSERT_EQ(Status(result), 401) << name;
     EXPECT_EQ(result->body, std::string("{\"error\":\"missing header ") + name + "\"}");
   }
   const std::map<std::string, httplib::Headers> kForged = {
@@ -128,7 +128,7 @@ TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
   };
   for (const auto& forged : kForged) {
     auto result = client_->Get("/checkUpdate", forged.second);
-    EXPECT_EQ(Status(result), 403) << forged.first;
+    ASSERT_EQ(Status(result), 403) << forged.first;
     EXPECT_EQ(result->body, "{\"error\":\"bad signature\"}");
   }
   const long long now = std::stoll(Now());
