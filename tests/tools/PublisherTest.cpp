@@ -170,7 +170,7 @@ TEST(Publisher, VersionsStartFromTheClockSoARestartedServerStaysAhead) {
 TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
   const struct {
     const char* file;
-    const char* text;
+    std::string text;
     const char* error;
   } kCases[] = {
       {"app/x.json", "{\"type\":\"STANDARD\",\"content\":{\"n\":1}}",
@@ -187,7 +187,7 @@ TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
        "{\"type\":\"STANDARD\",\"content\":{\"a\":\"b\"},\"candidates\":[{\"content\":{}}]}",
        "app/x.json: a candidate needs a non-empty \"match\""},
       {"app/x.json", "[1]", "app/x.json: not a JSON object"},
-      {"app/bad name.json", Standard("{\"a\":\"b\"}").c_str(),
+      {"app/bad name.json", Standard("{\"a\":\"b\"}"),
        "app/bad name.json: a namespace name may hold only letters, digits, - _ ."},
   };
   for (const auto& c : kCases) {
