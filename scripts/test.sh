@@ -66,29 +66,22 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" -L co
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" \
   -R '^ostrel_(integration|update)_tests$'
 
+# A stage that is one command: it counts as one test.
+run_command() {
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
+
 if [[ -x "$root/fuzz/run_smoke.sh" ]]; then
   stage "fuzz smoke runs"
-  if OSTREL_BUILD_ROOT="$out" "$root/fuzz/run_smoke.sh"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-  fi
+  run_command env OSTREL_BUILD_ROOT="$out" "$root/fuzz/run_smoke.sh"
 fi
 
 stage "install and consume"
-if "$root/scripts/check-install.sh" "$out/release" "$out/install-check"; then
-  passed=$((passed + 1))
-else
-  failed=$((failed + 1))
-fi
+run_command "$root/scripts/check-install.sh" "$out/release" "$out/install-check"
 
 if [[ -x "$root/scripts/test-windows.sh" && "${OSTREL_SKIP_WINDOWS:-0}" != 1 ]]; then
   stage "Windows DLL under wine"
-  if OSTREL_BUILD_ROOT="$out" "$root/scripts/test-windows.sh"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-  fi
+  run_command env OSTREL_BUILD_ROOT="$out" "$root/scripts/test-windows.sh"
 fi
 
 stage "done"

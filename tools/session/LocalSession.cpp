@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ostrel_host/CurlHttpClient.h"
+#include "ostrel_host/HttpGetRequest.h"
 #include "ostrel_host/LogStatistics.h"
 #include "ostrel_host/SqliteStorage.h"
 #include "ostrel_host/StreamLogger.h"
@@ -50,29 +51,6 @@ std::string TakeString(char* value) {
   freeOstrelConfigValue(value);
   return text;
 }
-
-// A plain GET for the session's own requests, in the library's request shape
-// so that the same HTTP client serves both.
-class GetRequest final : public Ostrel::IOHttpRequest {
- public:
-  explicit GetRequest(std::string url) : url_(std::move(url)) {}
-  int GetType() const override { return 0; }
-  const char* GetUrl() const override { return url_.c_str(); }
-  const char* GetBody() const override { return ""; }
-  int64_t GetBodyLength() const override { return 0; }
-  const char* GetExtra0() const override { return ""; }
-  int64_t GetOption() const override { return 0; }
-  void* GetOptionRef() const override { return nullptr; }
-  const char** GetHeaders(unsigned* count) const override {
-    if (count != nullptr) *count = 0;
-    return nullptr;
-  }
-  const char* GetExtra1() const override { return ""; }
-  const char* GetExtra2() const override { return ""; }
-
- private:
-  const std::string url_;
-};
 
 class BodyResponse final : public Ostrel::IOHttpResponse {
  public:
@@ -297,7 +275,7 @@ void LocalSession::CheckUpdate() {
 
 bool LocalSession::RelayGatewayNotice() {
   if (sdk_ == nullptr || services_->offline) return false;
-  GetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
+  OstrelHost::HttpGetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
   BodyResponse response;
   if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
   if (response.body.empty()) return false;  // nothing published for the app yet
