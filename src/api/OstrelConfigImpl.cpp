@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,9 @@ namespace {
 
 const char kTag[] = "Ostrel.OstrelConfigImpl";
 const char kPushServerId[] = "ostrel";
+
+// Handed out when no interceptor can be allocated; never deleted.
+TovraIntercept gSpareIntercept;
 
 std::string ToString(const char* text) { return text == nullptr ? std::string() : text; }
 
@@ -168,13 +172,18 @@ void OstrelConfigImpl::changeLogLevel(int level) {
 // while the library is being torn down.
 void OstrelConfigImpl::freeConfigValue(char* value) { FreeCString(value); }
 
+// Not gated: hosts call the interceptor without testing it, so even during
+// teardown they get one. It holds no state, and its calls pass the gate
+// themselves.
 IOIntercept* OstrelConfigImpl::getIntercept() {
-  return Guarded("getIntercept", static_cast<IOIntercept*>(nullptr),
-                 []() -> IOIntercept* { return new TovraIntercept(); });
+  IOIntercept* intercept = new (std::nothrow) TovraIntercept();
+  return intercept != nullptr ? intercept : &gSpareIntercept;
 }
 
 // Not gated, like freeConfigValue: the interceptor is the host's object.
-void OstrelConfigImpl::releaseIntercept(IOIntercept* intercept) { delete intercept; }
+void OstrelConfigImpl::releaseIntercept(IOIntercept* intercept) {
+  if (intercept != &gSpareIntercept) delete intercept;
+}
 
 void OstrelConfigImpl::PeskUpdateNamespace(const char* serverId, const char* dataId,
                                            char* data, int dataLength) {

@@ -29,6 +29,9 @@ void TearDownLibrary() {
   }
   std::lock_guard<std::mutex> lock(gTeardownMutex);
   ApiGate::CloseAndDrain();
+  // Long loops on the pool end after their current request, so that the
+  // pool's shutdown below waits for one request at most.
+  if (ConfigCenter* engine = ConfigCenter::PeekInstance()) engine->Stop();
   OThreadPoolFactory::DestroyInstance();
   ConfigCenter::DestroyInstance();
   OstrelSign::DestroyInstance();

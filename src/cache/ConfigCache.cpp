@@ -2,6 +2,7 @@
 
 
 #include "candidate/TextScan.h"
+#include "host/LogManager.h"
 #include "host/StorageManager.h"
 #include "model/CandidateDO.h"
 #include "model/CustomConfigDO.h"
@@ -9,6 +10,7 @@
 namespace Ostrel {
 namespace {
 
+const char kTag[] = "Ostrel.ConfigCache";
 const char kStandard[] = "STANDARD";
 const char kCustom[] = "CUSTOM";
 const char kHigh[] = "HIGH";
@@ -34,7 +36,7 @@ void ConfigCache::Cache(std::shared_ptr<ConfigDO> config) {
     documents_.Publish(std::move(next));
   }
   if (hooks_.onChange) hooks_.onChange(old, config);
-  if (hooks_.notify) hooks_.notify(config->name, config->version, false);
+  if (hooks_.notify) hooks_.notify(config->name, config->ReportedVersion(), false);
   Persist(config);
 }
 
@@ -79,26 +81,28 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
   std::vector<Restored> restored;
   for (const auto& entry : byName) {
     const std::shared_ptr<NamespaceDO>& ns = entry.second;
+    if (IsReservedNamespace(ns->name)) {
+      // Its record would be the index's own, or the library's settings.
+      LogWarn("RestoreFromIndex", kTag, "restore skip , namespace is occupied by sdk: " + ns->name);
+      continue;
+    }
     std::shared_ptr<ConfigDO> document = LoadFromStorage(ns);
     if (!document || !document->CheckValid()) {
       if (ns->loadLevel == kHigh) toLoad.emplace(ns->name, ns);
       continue;
     }
     document->restored = true;
-    // Client attributes may have changed since the record was written.
+    // The record does not say which candidate it was downloaded for: it
+    // belongs to the candidate whose resource it is.
+    document->candidate = ns->CandidateWithResource(document->resourceId);
+    restored.push_back({nullptr, document, false, document->ReportedVersion()});
+    // Client attributes may have changed since the record was written: the
+    // stored variant is served until the one that matches now arrives.
     ns->UpdateCandidate();
-    // The stored record does not say which candidate it was downloaded for:
-    // it belongs to the matching candidate when it is that candidate's
-    // resource.
-    std::shared_ptr<CandidateDO> candidate = ns->MatchedCandidate();
-    if (candidate && candidate->resourceId == document->resourceId) {
-      document->candidate = candidate;
-    }
-    restored.push_back({nullptr, document, false,
-                        document->candidate ? document->candidate->version : document->version});
-    if (!document->candidate && ReadInt64(ns->version) > ReadInt64(document->version)) {
-      toLoad.emplace(ns->name, ns);
-    }
+    const bool otherVariant = ns->ChosenResourceId() != document->resourceId;
+    const bool outdated =
+        !document->candidate && ReadInt64(ns->version) > ReadInt64(document->version);
+    if (otherVariant || outdated) toLoad.emplace(ns->name, ns);
   }
   if (restored.empty()) return toLoad;
 

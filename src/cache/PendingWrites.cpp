@@ -18,7 +18,7 @@ void PendingWrites::Schedule(const std::string& key, Write write, const std::str
   }
   if (alreadyQueued) return;  // the task already posted will take the newest write
   std::weak_ptr<PendingWrites> self = shared_from_this();
-  OThreadPoolFactory::PostSecondary(
+  OThreadPoolFactory::PostStorage(
       [self, key] {
         if (auto writes = self.lock()) writes->RunOne(key);
       },

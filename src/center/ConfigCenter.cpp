@@ -17,13 +17,13 @@ namespace Ostrel {
 namespace {
 
 const char kTag[] = "Ostrel.ConfigCenter";
-constexpr std::string_view kReservedSdkNamespace = "ostrel";
-constexpr std::string_view kReservedIndexNamespace = "ostrel.index";
 constexpr std::string_view kStandard = "STANDARD";
 
 }  // namespace
 
 ConfigCenter* ConfigCenter::GetInstance() { return Singleton<ConfigCenter>::Get(); }
+
+ConfigCenter* ConfigCenter::PeekInstance() { return Singleton<ConfigCenter>::Peek(); }
 
 void ConfigCenter::DestroyInstance() { Singleton<ConfigCenter>::Destroy(); }
 
@@ -92,7 +92,10 @@ void ConfigCenter::LoadCaches() {
               std::to_string(Clock::SteadyMillis() - restoreStart) + "cost(ms)");
   if (notMatched.empty()) return;
   const int64_t loadStart = Clock::SteadyMillis();
-  for (const auto& entry : notMatched) LoadConfig(entry.second);
+  for (const auto& entry : notMatched) {
+    if (Stopping()) break;
+    LoadConfig(entry.second);
+  }
   LogInfo(kMethod, kTag,
           "loadCaches start load notMatchNamespaces " +
               std::to_string(Clock::SteadyMillis() - loadStart));
@@ -112,7 +115,7 @@ bool ConfigCenter::CheckLookupName(std::string_view nameSpace) {
     LogError("GetConfigObj", kTag, "getConfigObj error, namespace is empty");
     return false;
   }
-  if (nameSpace == kReservedSdkNamespace || nameSpace == kReservedIndexNamespace) {
+  if (IsReservedNamespace(nameSpace)) {
     LogError("GetConfigObj", kTag, "getConfigObj error, namespace is occupied by sdk");
     return false;
   }
@@ -218,8 +221,8 @@ void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListen
   if (document) {
     LogInfo("RegisterListener", kTag,
             "registerListener onConfigUpdate , namespace " + nameSpace + "version" +
-                document->version);
-    listeners_.NotifyOne(nameSpace, listener, document->version, true);
+                document->ReportedVersion());
+    listeners_.NotifyOne(nameSpace, listener, document->ReportedVersion(), true);
     return;
   }
   // Like a read that missed: start (or remember) the load.

@@ -28,6 +28,8 @@ namespace Ostrel {
 class ConfigCenter {
  public:
   static ConfigCenter* GetInstance();
+  // The engine if one exists; never creates one.
+  static ConfigCenter* PeekInstance();
   static void DestroyInstance();
 
   ConfigCenter();
@@ -44,6 +46,10 @@ class ConfigCenter {
   // Asks for an index update check when start-up has finished.
   void ForceCheckUpdate();
   bool IsInitFinished() const { return initFinished_.load(std::memory_order_acquire); }
+  // Teardown has begun: start-up, index application and retries stop before
+  // their next request, so teardown waits for one request at most. What they
+  // did not reach is simply not loaded. Irreversible for this engine.
+  void Stop() { stopping_.store(true, std::memory_order_release); }
 
   // Lookups. Each refuses an empty or reserved namespace, answers from the
   // config cache and on a miss remembers or starts a load, then answers
@@ -91,6 +97,13 @@ class ConfigCenter {
 
  private:
   void RunStartUp();
+  bool Stopping() const { return stopping_.load(std::memory_order_acquire); }
+  // After a load of loaded: the descriptor to load next, or null. markKept
+  // says that a reload was asked for during the load (requested, its
+  // descriptor) and the loading mark is still held; whatever is answered,
+  // the mark is held exactly when the answer is not null.
+  std::shared_ptr<NamespaceDO> NextLoad(const std::shared_ptr<NamespaceDO>& loaded, bool markKept,
+                                        std::shared_ptr<NamespaceDO> requested);
   // Shared checks of every lookup form; false when the name is refused.
   bool CheckLookupName(std::string_view nameSpace);
   // The cached document for a lookup, inside the caller's read section; on a
@@ -114,6 +127,7 @@ class ConfigCenter {
   LoadTracker tracker_;
   ListenerRegistry listeners_;
   std::atomic<bool> initFinished_{false};
+  std::atomic<bool> stopping_{false};
 };
 
 }  // namespace Ostrel

@@ -1,5 +1,6 @@
 // ConfigCenter: namespace downloads and their retries.
 #include "center/ConfigCenter.h"
+#include "candidate/TextScan.h"
 #include "center/ResourceFetcher.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
@@ -28,30 +29,59 @@ void ConfigCenter::LoadConfig(std::shared_ptr<NamespaceDO> ns) {
     return;
   }
   const std::string name = ns->name;
-  if (!tracker_.MarkLoadingOrRequestReload(name)) {
+  if (IsReservedNamespace(name)) {
+    LogWarn("LoadConfig", kTag, "loadConfig skip , namespace is occupied by sdk: " + name);
+    return;
+  }
+  if (Stopping()) return;
+  if (!tracker_.MarkLoadingOrRequestReload(ns)) {
     // Not lost: the loader holding the mark runs once more for it.
     LogInfo("LoadConfig", kTag, "loadConfig break as is loading, namespace" + name);
     return;
   }
-  for (;;) {
+  while (ns) {
     std::shared_ptr<ConfigDO> config = DownloadConfig(ns);
     // The mark goes before the new document is cached: listeners told of it
     // may start loads of their own.
-    const bool again = tracker_.FinishLoading(name);
+    std::shared_ptr<NamespaceDO> requested;
+    const bool again = tracker_.FinishLoading(name, &requested);
     if (config) {
       configCache_->Cache(config);
       StatCommitSuccess(Stat::kModule, Stat::kConfigRate, name);
     }
-    if (!again) return;
-    // Someone asked while this load ran: once more, with the descriptor the
-    // index holds now.
-    ns = indexCache_->GetNamespace(name);
-    if (!ns) {
-      tracker_.ClearLoading(name);
-      LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
-      return;
-    }
+    ns = NextLoad(ns, again, std::move(requested));
   }
+}
+
+std::shared_ptr<NamespaceDO> ConfigCenter::NextLoad(const std::shared_ptr<NamespaceDO>& loaded,
+                                                    bool markKept,
+                                                    std::shared_ptr<NamespaceDO> requested) {
+  const std::string& name = loaded->name;
+  std::shared_ptr<NamespaceDO> current = indexCache_->GetNamespace(name);
+  // The newer of what was asked for during the load (a push may announce a
+  // version the index does not know yet) and what the index says now.
+  if (requested && current && ReadInt64(current->version) >= ReadInt64(requested->version)) {
+    requested = current;
+  }
+  if (!markKept) {
+    // Nobody asked, but the index may have changed under the download: an
+    // index applied meanwhile skips a namespace that is neither cached nor
+    // waiting yet.
+    const bool indexMovedOn = current && !current->Equals(*loaded) &&
+                              ReadInt64(current->version) >= ReadInt64(loaded->version);
+    if (!indexMovedOn || Stopping()) return nullptr;
+    // Another loader may have taken the namespace meanwhile; it now runs
+    // once more with this descriptor.
+    if (!tracker_.MarkLoadingOrRequestReload(current)) return nullptr;
+    return current;
+  }
+  if (!requested) requested = current;
+  if (!requested || Stopping()) {
+    tracker_.ClearLoading(name);
+    if (!requested) LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
+    return nullptr;
+  }
+  return requested;
 }
 
 std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<NamespaceDO>& ns) {
@@ -84,7 +114,7 @@ std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<Nam
               ",level:" + ns->loadLevel + " ,configResourceId:" + resourceId);
 
   std::string body;
-  if (!FetchResource(BuildCdnUrl(cdn, resourceId), resourceId, md5, body)) {
+  if (!FetchResource(BuildCdnUrl(cdn, resourceId), resourceId, md5, stopping_, body)) {
     RecordLoadFailure(name, "download error", resourceId);
     LogError(kMethod, kTag, "download error, resourceId:" + resourceId);
     return nullptr;
@@ -124,7 +154,7 @@ void ConfigCenter::LoadConfigLazy(const std::string& nameSpace) {
 void ConfigCenter::LoadPushedNamespace(const std::string& text) {
   std::shared_ptr<NamespaceDO> ns = NamespaceDO::ParseFromJson(text);
   if (!ns) return;  // the parser logged why
-  if (ns->name == "ostrel" || ns->name == "ostrel.index") {
+  if (IsReservedNamespace(ns->name)) {
     LogError("PeskUpdateNamespace", kTag, "PeskUpdateNamespace: namespace is occupied by sdk");
     return;
   }
@@ -138,7 +168,10 @@ void ConfigCenter::RetryFailRequests() {
     return;
   }
   const int64_t start = Clock::SteadyMillis();
-  for (const std::string& name : waiting) LoadConfig(indexCache_->GetNamespace(name));
+  for (const std::string& name : waiting) {
+    if (Stopping()) break;
+    LoadConfig(indexCache_->GetNamespace(name));
+  }
   LogInfo("RetryFailRequests", kTag,
           "retryFailRequests ,finish load retryNamespaces" +
               std::to_string(Clock::SteadyMillis() - start) + "cost(ms)");

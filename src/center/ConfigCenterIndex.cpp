@@ -11,8 +11,6 @@ namespace Ostrel {
 namespace {
 
 const char kTag[] = "Ostrel.ConfigCenter";
-// The library's own settings namespace: never downloaded as a host namespace.
-const char kSdkNamespace[] = "ostrel";
 
 }  // namespace
 
@@ -41,7 +39,7 @@ void ConfigCenter::UpdateIndex(const IndexUpdateHandler::IndexUpdateInfo& info) 
     return;
   }
   for (const auto& ns : updates) {
-    if (ns->name == kSdkNamespace) continue;
+    if (Stopping()) return;
     LoadConfigLazy(ns->name);
   }
 }
@@ -55,7 +53,7 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
   const std::string url = BuildCdnUrl(info.cdn, info.resourceId);
   LogInfo(kMethod, kTag, "start cdn request,request is" + url);
   std::string body;
-  if (!FetchResource(url, info.resourceId, info.md5, body)) {
+  if (!FetchResource(url, info.resourceId, info.md5, stopping_, body)) {
     const char* message = "cdn request failed and auth request failed";
     LogError(kMethod, kTag, message);
     StatCommitFail(Stat::kModule, Stat::kIndexRate, info.resourceId, message, url);

@@ -1,5 +1,6 @@
 #include "center/LoadTracker.h"
 
+#include "candidate/TextScan.h"
 #include "host/Clock.h"
 
 namespace Ostrel {
@@ -11,24 +12,24 @@ bool LoadTracker::CheckLoading(const std::string& nameSpace, bool mark) {
   return false;
 }
 
-bool LoadTracker::IsLoading(const std::string& nameSpace) {
+bool LoadTracker::MarkLoadingOrRequestReload(const std::shared_ptr<NamespaceDO>& ns) {
   MutexLock lock(&loadingMutex_);
-  return loadingNamespaces_.count(nameSpace) != 0;
-}
-
-bool LoadTracker::MarkLoadingOrRequestReload(const std::string& nameSpace) {
-  MutexLock lock(&loadingMutex_);
-  if (loadingNamespaces_.count(nameSpace) != 0) {
-    reloadRequested_.insert(nameSpace);
+  if (loadingNamespaces_.count(ns->name) != 0) {
+    std::shared_ptr<NamespaceDO>& requested = reloadRequested_[ns->name];
+    if (!requested || ReadInt64(ns->version) > ReadInt64(requested->version)) requested = ns;
     return false;
   }
-  loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
+  loadingNamespaces_[ns->name] = Clock::SteadyMillis();
   return true;
 }
 
-bool LoadTracker::FinishLoading(const std::string& nameSpace) {
+bool LoadTracker::FinishLoading(const std::string& nameSpace,
+                                std::shared_ptr<NamespaceDO>* requested) {
   MutexLock lock(&loadingMutex_);
-  if (reloadRequested_.erase(nameSpace) != 0) {
+  auto request = reloadRequested_.find(nameSpace);
+  if (request != reloadRequested_.end()) {
+    *requested = std::move(request->second);
+    reloadRequested_.erase(request);
     loadingNamespaces_[nameSpace] = Clock::SteadyMillis();
     return true;
   }

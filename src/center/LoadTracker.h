@@ -5,10 +5,12 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
 #include "host/Mutex.h"
+#include "model/NamespaceDO.h"
 
 namespace Ostrel {
 
@@ -19,17 +21,16 @@ class LoadTracker {
   // True when nameSpace is loading; otherwise, when mark is true, marks it as
   // loading since now.
   bool CheckLoading(const std::string& nameSpace, bool mark);
-  bool IsLoading(const std::string& nameSpace);
 
-  // Marks nameSpace as loading and answers true; when it is loading already,
-  // asks the loader that holds the mark to run once more when it finishes
-  // (so the request is not lost) and answers false. One step, so that the
-  // holder cannot finish in between.
-  bool MarkLoadingOrRequestReload(const std::string& nameSpace);
+  // Marks ns as loading and answers true; when it is loading already, asks
+  // the loader that holds the mark to run once more when it finishes (so the
+  // request is not lost), keeping the newest descriptor asked for, and
+  // answers false. One step, so that the holder cannot finish in between.
+  bool MarkLoadingOrRequestReload(const std::shared_ptr<NamespaceDO>& ns);
   // Clears the loading mark, unless a reload was requested meanwhile: then
-  // the mark stays (with a new start time), the request is consumed and the
-  // answer is true.
-  bool FinishLoading(const std::string& nameSpace);
+  // the mark stays (with a new start time), the request is consumed, its
+  // descriptor goes to *requested and the answer is true.
+  bool FinishLoading(const std::string& nameSpace, std::shared_ptr<NamespaceDO>* requested);
   void ClearLoading(const std::string& nameSpace);
 
   // At most one queued lazy load per namespace. True when nameSpace was not
@@ -45,7 +46,7 @@ class LoadTracker {
  private:
   Mutex loadingMutex_;
   std::map<std::string, int64_t> loadingNamespaces_ GUARDED_BY(loadingMutex_);
-  std::set<std::string> reloadRequested_ GUARDED_BY(loadingMutex_);
+  std::map<std::string, std::shared_ptr<NamespaceDO>> reloadRequested_ GUARDED_BY(loadingMutex_);
 
   Mutex queuedMutex_;
   std::set<std::string> lazyQueued_ GUARDED_BY(queuedMutex_);

@@ -12,13 +12,17 @@ void OThreadPoolFactory::DestroyInstance() { Singleton<OThreadPoolFactory>::Dest
 
 OThreadPoolFactory::OThreadPoolFactory()
     : primary_(std::make_unique<TaskExecutor>(kMinThreads, kMaxThreads)),
-      secondary_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)) {}
+      secondary_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)),
+      storage_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)) {}
 
 OThreadPoolFactory::~OThreadPoolFactory() {
   // Primary first: a task finishing there may still post to the secondary,
   // whose own shutdown then drops it.
   primary_->Shutdown();
   secondary_->Shutdown();
+  // Last: the network tasks above may still hand it writes. What it drops is
+  // written by the caches' own flush.
+  storage_->Shutdown();
 }
 
 bool OThreadPoolFactory::PostPrimary(TaskExecutor::Task task, std::string name) {
@@ -27,6 +31,10 @@ bool OThreadPoolFactory::PostPrimary(TaskExecutor::Task task, std::string name) 
 
 bool OThreadPoolFactory::PostSecondary(TaskExecutor::Task task, std::string name) {
   return GetInstance()->Secondary().Post(std::move(task), std::move(name));
+}
+
+bool OThreadPoolFactory::PostStorage(TaskExecutor::Task task, std::string name) {
+  return GetInstance()->Storage().Post(std::move(task), std::move(name));
 }
 
 }  // namespace Ostrel

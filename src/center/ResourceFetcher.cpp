@@ -14,11 +14,13 @@ std::string BuildCdnUrl(const std::string& cdn, const std::string& resourceId) {
 }
 
 bool FetchResource(const std::string& url, const std::string& resourceId,
-                   const std::string& expectedMd5, std::string& body) {
+                   const std::string& expectedMd5, const std::atomic<bool>& stopping,
+                   std::string& body) {
   body.clear();
   const bool cdnAnswered = !url.empty() && BaseCdnRequest(url, expectedMd5).SyncRequest(body);
   if (cdnAnswered && !body.empty()) return true;
   body.clear();
+  if (stopping.load(std::memory_order_acquire)) return cdnAnswered;
   const std::map<std::string, std::string> params = {{"resourceId", resourceId}};
   BaseAuthRequest request(expectedMd5, kDownloadResourcePath);
   request.SetParams(&params);

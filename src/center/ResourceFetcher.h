@@ -2,6 +2,7 @@
 #ifndef OSTREL_CENTER_RESOURCEFETCHER_H_
 #define OSTREL_CENTER_RESOURCEFETCHER_H_
 
+#include <atomic>
 #include <string>
 
 namespace Ostrel {
@@ -15,9 +16,11 @@ std::string BuildCdnUrl(const std::string& cdn, const std::string& resourceId);
 
 // Fetches url from the CDN; when that yields no body, asks the signed API for
 // resourceId. Both check the body against expectedMd5 (empty: no check).
-// True with the body when either succeeded.
+// True with the body when either succeeded. Once stopping is set, the signed
+// request is not made after a CDN failure: teardown waits for one request.
 bool FetchResource(const std::string& url, const std::string& resourceId,
-                   const std::string& expectedMd5, std::string& body);
+                   const std::string& expectedMd5, const std::atomic<bool>& stopping,
+                   std::string& body);
 
 }  // namespace Ostrel
 

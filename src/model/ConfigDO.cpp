@@ -1,6 +1,7 @@
 #include "model/ConfigDO.h"
 
 #include "host/LogManager.h"
+#include "model/CandidateDO.h"
 
 namespace Ostrel {
 namespace {
@@ -109,6 +110,10 @@ std::string ConfigDO::ContentText() const {
   JsonWriter writer(buffer);
   WriteContent(writer);
   return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+const std::string& ConfigDO::ReportedVersion() const {
+  return candidate ? candidate->version : version;
 }
 
 }  // namespace Ostrel

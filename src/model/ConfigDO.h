@@ -37,6 +37,10 @@ class ConfigDO : public CheckDO {
   // pairs, keys ascending (the "content" member of ToJson).
   virtual std::string ContentText() const;
 
+  // The version listeners are told: the candidate's when the document was
+  // downloaded for one, else the document's own.
+  const std::string& ReportedVersion() const;
+
   // A value by key, copying only the value.
   bool Find(std::string_view key, std::string* value) const { return content.Find(key, value); }
 

@@ -32,6 +32,10 @@ bool SameCandidate(const std::shared_ptr<CandidateDO>& a, const std::shared_ptr<
 
 }  // namespace
 
+bool IsReservedNamespace(std::string_view name) {
+  return name == "ostrel" || name == "ostrel.index";
+}
+
 std::shared_ptr<NamespaceDO> NamespaceDO::ParseFromJson(const rapidjson::Value& value) {
   if (!value.IsObject()) return Fail("ParseFromJson, value is not Object error");
   return ParseMembers(value);
@@ -115,6 +119,19 @@ std::shared_ptr<CandidateDO> NamespaceDO::FindMatchingCandidate(
 std::shared_ptr<CandidateDO> NamespaceDO::MatchedCandidate() const {
   MutexLock lock(&mutex_);
   return matchedCandidate_;
+}
+
+std::string NamespaceDO::ChosenResourceId() const {
+  MutexLock lock(&mutex_);
+  return matchedCandidate_ ? matchedCandidate_->resourceId : resourceId;
+}
+
+std::shared_ptr<CandidateDO> NamespaceDO::CandidateWithResource(
+    const std::string& resource) const {
+  for (const std::shared_ptr<CandidateDO>& candidate : candidates) {
+    if (candidate != nullptr && candidate->resourceId == resource) return candidate;
+  }
+  return nullptr;
 }
 
 void NamespaceDO::SetMatchedCandidate(std::shared_ptr<CandidateDO> candidate) {

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "candidate/ClientAttributes.h"
@@ -14,6 +15,11 @@
 #include "model/JsonFields.h"
 
 namespace Ostrel {
+
+// "ostrel" and "ostrel.index" belong to the library (its own settings and the
+// storage key of the index): never loaded, cached or stored as a namespace,
+// whatever an index or a push says.
+bool IsReservedNamespace(std::string_view name);
 
 // Created by a parse and shared by reference counting. The descriptive fields
 // and the candidate list do not change once the index holding the namespace
@@ -46,6 +52,12 @@ class NamespaceDO {
 
   // The candidate chosen last; null until one matched.
   std::shared_ptr<CandidateDO> MatchedCandidate() const;
+  // The resource a download would fetch now: the matched candidate's, else
+  // the namespace's own.
+  std::string ChosenResourceId() const;
+  // The candidate whose resource is resourceId, matching or not; null when
+  // none is.
+  std::shared_ptr<CandidateDO> CandidateWithResource(const std::string& resourceId) const;
 
   // Appends the descriptor as an object; "candidates" only when there are
   // any. The matched candidate and the changed flag are not written.

@@ -48,6 +48,7 @@ int ScriptedHttpClient::Send(Ostrel::IOHttpRequest* request, Ostrel::IOHttpRespo
     }
   }
   changed_.notify_all();
+  WaitWhileHeld(recorded.url);
   if (!routed) return -1;
   if (script.delay.count() > 0) std::this_thread::sleep_for(script.delay);
   if (script.setSuccess) response->SetSuccess(script.success);
@@ -56,6 +57,40 @@ int ScriptedHttpClient::Send(Ostrel::IOHttpRequest* request, Ostrel::IOHttpRespo
   response->SetStatusCode(script.statusCode);
   response->SetMessage(script.message.c_str());
   return script.returnCode;
+}
+
+void ScriptedHttpClient::WaitWhileHeld(const std::string& url) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (auto& hold : held_) {
+    if (url.compare(0, hold.first.size(), hold.first) != 0) continue;
+    const std::string prefix = hold.first;
+    ++hold.second;
+    changed_.notify_all();
+    changed_.wait_for(lock, std::chrono::seconds(10), [&] { return held_.count(prefix) == 0; });
+    return;
+  }
+}
+
+void ScriptedHttpClient::Hold(const std::string& prefix) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  held_[prefix] = 0;
+}
+
+void ScriptedHttpClient::Release(const std::string& prefix) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    held_.erase(prefix);
+  }
+  changed_.notify_all();
+}
+
+bool ScriptedHttpClient::WaitHeld(const std::string& prefix,
+                                  std::chrono::milliseconds timeout) const {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] {
+    auto hold = held_.find(prefix);
+    return hold != held_.end() && hold->second > 0;
+  });
 }
 
 void ScriptedHttpClient::Route(const std::string& url, const ScriptedResponse& response) {

@@ -47,6 +47,15 @@ class ScriptedHttpClient : public Ostrel::IOHttpClient {
   void RoutePrefix(const std::string& prefix, const ScriptedResponse& response);
   void ClearRoutes();
 
+  // Requests whose URL starts with prefix stop in Send, once recorded, until
+  // Release(prefix). A held request goes on by itself after ten seconds, so
+  // that a failing test cannot hang the library's teardown.
+  void Hold(const std::string& prefix);
+  void Release(const std::string& prefix);
+  // Waits until a request is stopped at prefix.
+  bool WaitHeld(const std::string& prefix,
+                std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+
   std::vector<RecordedRequest> Requests() const;
   size_t RequestCount() const;
   // Requests whose URL starts with prefix.
@@ -55,11 +64,15 @@ class ScriptedHttpClient : public Ostrel::IOHttpClient {
                        std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
  private:
+  void WaitWhileHeld(const std::string& url);
+
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::map<std::string, ScriptedResponse> exact_;
   std::map<std::string, ScriptedResponse> prefixes_;
   std::vector<RecordedRequest> requests_;
+  // Held prefix to the number of requests stopped there.
+  std::map<std::string, int> held_;
 };
 
 }  // namespace OstrelTest
