@@ -143,12 +143,52 @@ TEST_F(EngineLoad, MatchingCandidateReplacesTheNamespacesOwnResource) {
   NamespaceSpec feature{"feature", "3"};
   feature.candidates = {{"feature-beta", "", "app_ver<1.0", "8"},
                         {"feature-acme", "", "app_ver>=1.0&m_brand=acme&did_hash=100_0-99", "9"}};
+  // The variant's document carries a version of its own; listeners hear the
+  // candidate's, whenever they register.
   host.http.Route(CdnUrl("feature-acme"),
-                  Body(ConfigJson("feature", "9", {{"k", "acme"}}, "feature-acme")));
+                  Body(ConfigJson("feature", "4", {{"k", "acme"}}, "feature-acme")));
   ServeConfig(host, feature, {{"k", "own"}});
   Start({feature}, "acme");
-  EXPECT_EQ(ReadAfterLoad("feature", "k"), "acme");
+  RecordingListener before, after;
+  host.sdk->registerListener("feature", &before);
+  ASSERT_TRUE(before.WaitForCount(1));
+  EXPECT_EQ(host.Get("feature", "k"), "acme");
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("feature-v3")), 0u);
+  host.sdk->registerListener("feature", &after);
+  ASSERT_EQ(after.Count(), 1u);
+  EXPECT_EQ(before.Notifications()[0].version, "9");
+  EXPECT_EQ(after.Notifications()[0].version, "9");
+  host.sdk->unregisterListeners("feature");
+}
+
+// "ostrel" and "ostrel.index" belong to the library: an index that lists
+// them, stored or downloaded, never gets them loaded or stored, so the
+// stored index cannot be overwritten by a namespace record.
+TEST_F(EngineLoad, ReservedNamesInAnIndexAreNeverLoadedOrStored) {
+  std::vector<NamespaceSpec> first, second;
+  for (const char* name : {"ostrel", "ostrel.index", "x"}) {
+    for (const char* version : {"1", "2"}) {
+      NamespaceSpec ns{name, version};
+      ns.loadLevel = "HIGH";
+      ServeConfig(host, ns, {{"k", std::string("v") + version}});
+      (version[0] == '1' ? first : second).push_back(ns);
+    }
+  }
+  Start(first);  // the stored index lists them
+  EXPECT_EQ(host.Get("x", "k"), "v1");
+  const std::string index = IndexJson("index-2", "2", kCdn, second);
+  host.http.Route(CdnUrl("index-2"), Body(index));
+  Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
+  intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-2&protocol=https");
+  host.sdk->releaseIntercept(intercept);
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", true, 2));
+  EXPECT_EQ(host.Get("x", "k"), "v2");
+
+  EXPECT_EQ(host.http.CountPrefix(CdnUrl("ostrel")), 0u);
+  EXPECT_TRUE(host.storage.WaitForRecord("ostrel.index", Frame(index)));
+  EXPECT_FALSE(host.storage.Has("ostrel"));
+  EXPECT_EQ(host.logger.Count("namespace is occupied by sdk: ostrel.index"), 2u)
+      << "one warning at start-up, one for the new index";
 }
 
 TEST_F(EngineLoad, WithoutAMatchingCandidateTheOwnResourceIsUsed) {

@@ -135,5 +135,63 @@ TEST(EngineRestore, CandidateChosenByTheClientIsRestoredAndReported) {
   host.sdk->unregisterListener("feature", &listener);
 }
 
+// A stored variant chosen under other client attributes is served at once;
+// the variant that matches the client now replaces it before ready, in both
+// directions, and stays served when that download fails.
+TEST(EngineRestore, StoredVariantIsReplacedByTheOneMatchingTheClientNow) {
+  const struct {
+    const char* name;
+    const char* brand;
+    const char* storedResource;
+    const char* storedVersion;
+    const char* fetched;
+    bool serve;
+    const char* expected;
+  } kCases[] = {
+      {"into a candidate", "acme", "feature-v2", "2", "feature-acme", true, "acme"},
+      {"out of a candidate", "other", "feature-acme", "7", "feature-v2", true, "own"},
+      {"download fails", "acme", "feature-v2", "2", "feature-acme", false, "stored"},
+  };
+  for (const auto& c : kCases) {
+    SdkHost host;
+    NamespaceSpec feature{"feature", "2"};
+    feature.candidates = {{"feature-acme", "", "m_brand=acme", "7"}};
+    StoreIndex(host, {feature});
+    host.storage.PutRaw("feature", Frame(ConfigJson("feature", c.storedVersion,
+                                                    {{"k", "stored"}}, c.storedResource)));
+    host.http.RoutePrefix("http://", Failure());
+    if (c.serve) {
+      host.http.Route(CdnUrl("feature-acme"),
+                      Body(ConfigJson("feature", "7", {{"k", "acme"}}, "feature-acme")));
+      host.http.Route(CdnUrl("feature-v2"),
+                      Body(ConfigJson("feature", "2", {{"k", "own"}}, "feature-v2")));
+    }
+    ASSERT_TRUE(InitEngine(host, c.brand)) << c.name;
+    EXPECT_EQ(host.Get("feature", "k"), c.expected) << c.name;
+    EXPECT_EQ(host.http.CountPrefix(CdnUrl(c.fetched)), 1u) << c.name;
+  }
+}
+
+#ifdef OSTREL_TEST_SIGN_DIR
+// A stored index that parses but fails its check is dropped whole: later
+// requests say that no index is known, so the service answers with a whole
+// one.
+TEST(EngineRestore, StoredIndexThatFailsItsCheckIsNotKept) {
+  SdkHost host;
+  host.storage.PutRaw("ostrel.index",
+                      Frame(IndexJson("i", "1", kCdn, {{"a"}}, "another-app")));
+  ASSERT_TRUE(InitEngine(host));
+  host.http.Route(CdnUrl("index-2"), Failure());
+  Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
+  intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-2&protocol=https");
+  host.sdk->releaseIntercept(intercept);
+  ASSERT_TRUE(host.http.WaitForRequests(2));
+  const RecordedRequest signedRequest = host.http.Requests()[1];
+  EXPECT_EQ(signedRequest.url, SignedUrl("index-2"));
+  ASSERT_EQ(signedRequest.headers.size(), 8u);
+  EXPECT_EQ(signedRequest.headers[7], "o-user-info: app-key%7C1.0.0%7C0%7C0");
+}
+#endif
+
 }  // namespace
 }  // namespace OstrelTest

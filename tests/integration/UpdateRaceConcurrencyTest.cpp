@@ -78,6 +78,29 @@ TEST_F(UpdateRace, WaitingNamespaceIsLoadedByTheNextIndex) {
   host.sdk->unregisterListener("a", &listener);
 }
 
+// Start-up is not finished until the stored caches are restored and the
+// namespaces they lack are loaded: until then update checks and notices are
+// refused rather than run against a half-restored cache.
+TEST_F(UpdateRace, NotReadyUntilStartUpHasLoadedWhatItMust) {
+  NamespaceSpec high{"high", "1"};
+  high.loadLevel = "HIGH";
+  ServeConfig(host, high, {{"k", "v"}});
+  host.http.Hold(CdnUrl("high-v1"));
+  StoreIndex(host, {high});
+  ASSERT_TRUE(host.Init([](Ostrel::IOConfig* config) { config->setHost(kApiHost); }));
+  ASSERT_TRUE(host.http.WaitHeld(CdnUrl("high-v1")));
+
+  host.sdk->forceCheckUpdate();
+  Notice(kIndexNotice);
+  EXPECT_TRUE(host.logger.Contains("forceCheckUpdate fail as not finish ostrel init"));
+  EXPECT_TRUE(host.logger.Contains("ostrel did not init yet!!!"));
+  EXPECT_EQ(host.initListener.Calls(), 0);
+  host.http.Release(CdnUrl("high-v1"));
+  ASSERT_TRUE(host.initListener.WaitForCall());
+  EXPECT_EQ(host.Get("high", "k"), "v");
+  EXPECT_EQ(host.http.RequestCount(), 1u);
+}
+
 // A push for a namespace that is loading is not dropped: the loader runs
 // once more, with the pushed descriptor, which is newer than the index's.
 TEST_F(UpdateRace, PushDuringALoadIsLoadedRightAfterIt) {
