@@ -12,9 +12,10 @@ constexpr int kPollCapMs = 1000;
 
 }  // namespace
 
+// Both calls accept null, for a handle whose making half failed.
 CurlHandlePool::Handle::~Handle() {
-  if (easy != nullptr) curl_easy_cleanup(easy);
-  if (multi != nullptr) curl_multi_cleanup(multi);
+  curl_easy_cleanup(easy);
+  curl_multi_cleanup(multi);
 }
 
 CurlHandlePool::Lease::~Lease() {

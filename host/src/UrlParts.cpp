@@ -16,12 +16,13 @@ struct PartDeleter {
   void operator()(char* part) const { curl_free(part); }
 };
 
-bool ReadPart(CURLU* url, CURLUPart which, unsigned flags, std::string* out) {
+// Empty when the URL lacks the part; a URL that parsed always has the
+// scheme, the host and (with its default filled in) the port.
+std::string ReadPart(CURLU* url, CURLUPart which, unsigned flags) {
   char* raw = nullptr;
-  if (curl_url_get(url, which, &raw, flags) != CURLUE_OK) return false;
+  curl_url_get(url, which, &raw, flags);
   std::unique_ptr<char, PartDeleter> part(raw);
-  *out = part.get();
-  return true;
+  return part ? std::string(part.get()) : std::string();
 }
 
 }  // namespace
@@ -31,15 +32,9 @@ std::string OriginOf(const std::string& url) {
   if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK) {
     return std::string();
   }
-  std::string scheme;
-  std::string host;
-  std::string port;
-  if (!ReadPart(parsed.get(), CURLUPART_SCHEME, 0, &scheme) ||
-      !ReadPart(parsed.get(), CURLUPART_HOST, 0, &host) ||
-      !ReadPart(parsed.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT, &port)) {
-    return std::string();
-  }
-  std::string origin = scheme + "://" + host + ":" + port;
+  std::string origin = ReadPart(parsed.get(), CURLUPART_SCHEME, 0) + "://" +
+                       ReadPart(parsed.get(), CURLUPART_HOST, 0) + ":" +
+                       ReadPart(parsed.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
   std::transform(origin.begin(), origin.end(), origin.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return origin;
