@@ -39,10 +39,7 @@ CurlHandlePool::Lease CurlHandlePool::Acquire(std::string* why) {
       lent_.push_back(handle.get());
     }
   }
-  if (handle) {
-    curl_easy_reset(handle->easy);
-    return Lease(this, std::move(handle));
-  }
+  if (handle) return Lease(this, std::move(handle));
   // Made outside the lock: creating a multi handle opens its wake-up socket.
   handle = std::make_unique<Handle>(curl_easy_init(), curl_multi_init());
   if (handle->easy == nullptr || handle->multi == nullptr) {

@@ -62,8 +62,8 @@ class CurlHandlePool {
   CurlHandlePool(const CurlHandlePool&) = delete;
   CurlHandlePool& operator=(const CurlHandlePool&) = delete;
 
-  // A reset handle (no options set but the share), the most recently used
-  // idle one first. Empty after Shutdown or when libcurl cannot make a
+  // A handle, the most recently used idle one first; it may still hold the
+  // options of its last transfer, so the caller resets it. Empty after Shutdown or when libcurl cannot make a
   // handle; why then says which.
   Lease Acquire(std::string* why);
   // The share the pool's handles should use; null when nothing is shared.

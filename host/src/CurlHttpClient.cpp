@@ -125,7 +125,9 @@ int Sender::Send(Ostrel::IOHttpRequest* request) {
   for (long redirects = 0;; ++redirects) {
     Exchange exchange;
     exchange.maxBodyBytes = options_.maxBodyBytes;
-    if (redirects > 0) curl_easy_reset(handle->easy);
+    // Nothing of the handle's last exchange may carry over but its
+    // connections and caches.
+    curl_easy_reset(handle->easy);
     Configure(handle->easy, url, headers.get(), &exchange);
     const CURLcode result = pool_.Perform(*handle, &why);
     if (result != CURLE_OK) {

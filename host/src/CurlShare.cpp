@@ -15,14 +15,13 @@ CurlShare::~CurlShare() {
   if (share_ != nullptr) curl_share_cleanup(share_);
 }
 
+// libcurl names only kinds of data below CURL_LOCK_DATA_LAST.
 void CurlShare::Lock(CURL*, curl_lock_data data, curl_lock_access, void* context) {
-  auto* self = static_cast<CurlShare*>(context);
-  if (data >= 0 && data < CURL_LOCK_DATA_LAST) self->locks_[data].lock();
+  static_cast<CurlShare*>(context)->locks_[data].lock();
 }
 
 void CurlShare::Unlock(CURL*, curl_lock_data data, void* context) {
-  auto* self = static_cast<CurlShare*>(context);
-  if (data >= 0 && data < CURL_LOCK_DATA_LAST) self->locks_[data].unlock();
+  static_cast<CurlShare*>(context)->locks_[data].unlock();
 }
 
 }  // namespace OstrelHost

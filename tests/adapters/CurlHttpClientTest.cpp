@@ -83,6 +83,7 @@ TEST(CurlHttpClient, SendsTheHeaderLinesAndReturnsTheAnswer) {
   EXPECT_EQ(headers.find("X-Ostrel-Sign")->second, "0a1b2c");
   EXPECT_EQ(headers.find("X-Ostrel-App")->second, "app-key");
   EXPECT_EQ(headers.find("X-Spaced")->second, "two  words");
+  EXPECT_EQ(headers.find("User-Agent")->second, "OstrelSdk-host/1");
 }
 
 // Any HTTP answer is a completed exchange (0); only 2xx counts as success.
@@ -90,6 +91,7 @@ TEST(CurlHttpClient, StatusDecidesSuccessButNotTheReturnCode) {
   LocalServer server;
   server.Serve("/created", "made", 201);
   server.Serve("/error", "broken", 500);
+  server.Serve("/choices", "pick one", 300);
   CapturingLogger log;
   CurlHttpOptions options = LocalOptions();
   options.log = &log;
@@ -103,6 +105,7 @@ TEST(CurlHttpClient, StatusDecidesSuccessButNotTheReturnCode) {
   } cases[] = {
       {"/created", 201, "true", "made", ""},
       {"/missing", 404, "false", "", "HTTP 404"},
+      {"/choices", 300, "false", "pick one", "HTTP 300"},
       {"/error", 500, "false", "broken", "HTTP 500"},
   };
   for (const auto& c : cases) {
