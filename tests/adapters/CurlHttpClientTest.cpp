@@ -1,6 +1,7 @@
 #include "ostrel_host/CurlHttpClient.h"
 
 #include <arpa/inet.h>
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -8,12 +9,17 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "CapturingLogger.h"
 #include "HttpExchange.h"
 #include "LocalServer.h"
+#include "ScratchDir.h"
+#include "SelfSignedCertificate.h"
 
 namespace OstrelTest {
 namespace {
@@ -77,6 +83,7 @@ TEST(CurlHttpClient, SendsTheHeaderLinesAndReturnsTheAnswer) {
   EXPECT_EQ(headers.find("X-Ostrel-Sign")->second, "0a1b2c");
   EXPECT_EQ(headers.find("X-Ostrel-App")->second, "app-key");
   EXPECT_EQ(headers.find("X-Spaced")->second, "two  words");
+  EXPECT_EQ(headers.find("User-Agent")->second, "OstrelSdk-host/1");
 }
 
 // Any HTTP answer is a completed exchange (0); only 2xx counts as success.
@@ -84,7 +91,11 @@ TEST(CurlHttpClient, StatusDecidesSuccessButNotTheReturnCode) {
   LocalServer server;
   server.Serve("/created", "made", 201);
   server.Serve("/error", "broken", 500);
-  CurlHttpClient client(LocalOptions());
+  server.Serve("/choices", "pick one", 300);
+  CapturingLogger log;
+  CurlHttpOptions options = LocalOptions();
+  options.log = &log;
+  CurlHttpClient client(options);
   const struct {
     std::string path;
     int status;
@@ -94,10 +105,12 @@ TEST(CurlHttpClient, StatusDecidesSuccessButNotTheReturnCode) {
   } cases[] = {
       {"/created", 201, "true", "made", ""},
       {"/missing", 404, "false", "", "HTTP 404"},
+      {"/choices", 300, "false", "pick one", "HTTP 300"},
       {"/error", 500, "false", "broken", "HTTP 500"},
   };
   for (const auto& c : cases) {
-    TestRequest request(server.Url(c.path));
+    log.Clear();
+    TestRequest request(server.Url(c.path) + "?sign=secret");
     TestResponse response;
     EXPECT_EQ(client.Send(&request, &response), 0) << c.path;
     EXPECT_EQ(response.statusCode, c.status) << c.path;
@@ -105,6 +118,17 @@ TEST(CurlHttpClient, StatusDecidesSuccessButNotTheReturnCode) {
     EXPECT_EQ(response.message, c.message) << c.path;
     if (c.status != 404) {
       EXPECT_EQ(response.body, c.body) << c.path;
+    }
+    // A failed status is logged without the query; a success is not logged.
+    const std::vector<LogLine> lines = log.Lines();
+    if (c.message.empty()) {
+      EXPECT_TRUE(lines.empty()) << c.path;
+    } else {
+      ASSERT_EQ(lines.size(), 1u) << c.path;
+      EXPECT_EQ(lines[0].text, "GET " + server.Url(c.path) + ": " + c.message);
+      EXPECT_EQ(lines[0].level, 2);
+      EXPECT_EQ(lines[0].tag, "OstrelHost.CurlHttpClient");
+      EXPECT_EQ(lines[0].method, "Send");
     }
   }
 }
@@ -128,39 +152,61 @@ TEST(CurlHttpClient, FollowsRedirectsAndKeepsTheFinalHeader) {
   EXPECT_EQ(server.CountPath("/doc"), 1u);
 }
 
-TEST(CurlHttpClient, TransportFailuresReturnNonZeroWithLibcurlsText) {
+TEST(CurlHttpClient, TransportFailuresReturnNonZeroWithLibcurlsTextAndLogIt) {
   RefusingPort refusing;
   ASSERT_NE(refusing.port(), 0);
   LocalServer server;
   server.Hold("/slow");
   server.Serve("/large", std::string(4096, 'x'));
+  server.server().Get("/loop", [](const httplib::Request&, httplib::Response& res) {
+    res.set_redirect("/loop");
+  });
 
-  CurlHttpOptions options = LocalOptions();
-  options.totalTimeoutMs = 300;
-  options.maxBodyBytes = 1024;
-  CurlHttpClient client(options);
+  CapturingLogger log;
   const struct {
     std::string name;
     std::string url;
+    long totalTimeoutMs;
+    long lowSpeedSeconds;
+    int code;
     std::string messageFragment;
   } cases[] = {
-      {"refused", "http://127.0.0.1:" + std::to_string(refusing.port()) + "/doc",
+      {"refused", "http://127.0.0.1:" + std::to_string(refusing.port()) + "/doc", 20000, 10,
+       CURLE_COULDNT_CONNECT,
        "Failed to connect to 127.0.0.1 port " + std::to_string(refusing.port())},
-      {"timeout", server.Url("/slow"), "Operation timed out after"},
-      {"too large", server.Url("/large"), "response body exceeds 1024 bytes"},
-      {"other scheme", "file:///etc/hostname", "Protocol \"file\" not supported"},
+      {"timeout", server.Url("/slow"), 300, 10, CURLE_OPERATION_TIMEDOUT,
+       "Operation timed out after"},
+      {"stalled", server.Url("/slow"), 20000, 1, CURLE_OPERATION_TIMEDOUT,
+       "Operation too slow. Less than 100 bytes/sec transferred the last 1 seconds"},
+      {"too large", server.Url("/large"), 20000, 10, CURLE_WRITE_ERROR,
+       "response body exceeds 1024 bytes"},
+      {"other scheme", "file:///etc/hostname", 20000, 10, CURLE_UNSUPPORTED_PROTOCOL,
+       "Protocol \"file\" not supported"},
+      {"redirect loop", server.Url("/loop"), 20000, 10, CURLE_TOO_MANY_REDIRECTS,
+       "more than 5 redirects"},
   };
   for (const auto& c : cases) {
-    TestRequest request(c.url);
+    CurlHttpOptions options = LocalOptions();
+    options.totalTimeoutMs = c.totalTimeoutMs;
+    options.lowSpeedSeconds = c.lowSpeedSeconds;
+    options.maxBodyBytes = 1024;
+    options.log = &log;
+    CurlHttpClient client(options);
+    log.Clear();
+    TestRequest request(c.url + "?sign=secret#part");
     TestResponse response;
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_NE(client.Send(&request, &response), 0) << c.name;
+    EXPECT_EQ(client.Send(&request, &response), c.code) << c.name;
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << c.name;
     EXPECT_EQ(response.success, "false") << c.name;
     EXPECT_NE(response.message.find(c.messageFragment), std::string::npos)
         << c.name << ": " << response.message;
     EXPECT_EQ(response.body, "unset") << c.name;
+    const std::vector<LogLine> lines = log.Lines();
+    ASSERT_EQ(lines.size(), 1u) << c.name;
+    EXPECT_EQ(lines[0].text, "GET " + c.url + " failed: " + response.message) << c.name;
   }
+  EXPECT_EQ(server.CountPath("/loop"), 6u) << "the first request and five redirects";
 }
 
 TEST(CurlHttpClient, RefusesWhatItCannotSend) {
@@ -203,6 +249,157 @@ TEST(CurlHttpClient, ConcurrentSendsEachGetTheirOwnAnswer) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong.load(), 0);
   EXPECT_EQ(server.RequestCount(), static_cast<size_t>(kThreads * kRounds));
+}
+
+// Signed requests carry their signature in headers, which must never reach
+// another server; downloads carry none and may follow anywhere but down to
+// plain http.
+TEST(CurlHttpClient, RedirectsKeepHeadersInTheirOriginAndNeverLeaveHttps) {
+  SelfSignedCertificate certificate;
+  ScratchDir scratch;
+  ASSERT_FALSE(scratch.path().empty());
+  ASSERT_TRUE(certificate.WritePem(scratch.File("ca.pem")));
+  LocalServer origin;
+  LocalServer other;
+  LocalServer secure(certificate);
+  origin.Serve("/doc", "origin doc");
+  other.Serve("/doc", "other doc");
+  secure.Serve("/doc", "secure doc");
+  const std::string otherDoc = other.Url("/doc");
+  const std::string plainDoc = origin.Url("/doc");
+  const std::string secureDoc = secure.Url("/doc");
+  origin.server().Get("/same", [](const httplib::Request&, httplib::Response& res) {
+    res.set_redirect("/doc?page=2");
+  });
+  origin.server().Get("/away", [otherDoc](const httplib::Request&, httplib::Response& res) {
+    res.set_redirect(otherDoc + "?sign=secret");
+  });
+  origin.server().Get("/up", [secureDoc](const httplib::Request&, httplib::Response& res) {
+    res.set_redirect(secureDoc);
+  });
+  secure.server().Get("/down", [plainDoc](const httplib::Request&, httplib::Response& res) {
+    res.set_redirect(plainDoc, 301);
+  });
+
+  CapturingLogger log;
+  CurlHttpOptions options = LocalOptions();
+  options.caBundlePath = scratch.File("ca.pem");
+  options.log = &log;
+  CurlHttpClient client(options);
+  const std::vector<std::string> signedHeaders = {"o-sign: 0a1b", "o-app-key: app"};
+  const struct {
+    std::string name;
+    std::string url;
+    std::vector<std::string> headers;
+    int status;
+    std::string body;
+    std::string message;
+  } cases[] = {
+      {"signed, same origin", origin.Url("/same"), signedHeaders, 200, "origin doc", ""},
+      {"signed, other origin", origin.Url("/away"), signedHeaders, 302, "",
+       "redirect of a request with headers to " + otherDoc + " refused"},
+      {"signed, http to https", origin.Url("/up"), signedHeaders, 302, "",
+       "redirect of a request with headers to " + secureDoc + " refused"},
+      {"download, other origin", origin.Url("/away"), {}, 200, "other doc", ""},
+      {"download, http to https", origin.Url("/up"), {}, 200, "secure doc", ""},
+      {"download, https to http", secure.Url("/down"), {}, 301, "",
+       "redirect from https to " + plainDoc + " refused"},
+  };
+  for (const auto& c : cases) {
+    log.Clear();
+    TestRequest request(c.url, c.headers);
+    TestResponse response;
+    ASSERT_EQ(client.Send(&request, &response), 0) << c.name << ": " << response.message;
+    EXPECT_EQ(response.statusCode, c.status) << c.name;
+    EXPECT_EQ(response.success, c.message.empty() ? "true" : "false") << c.name;
+    EXPECT_EQ(response.message, c.message) << c.name;
+    if (c.message.empty()) {
+      EXPECT_EQ(response.body, c.body) << c.name;
+      EXPECT_TRUE(log.Lines().empty()) << c.name;
+    } else {
+      EXPECT_EQ(log.Find(c.message).text, "GET " + c.url + ": " + c.message) << c.name;
+    }
+  }
+  // The origin saw its own redirect with the headers; the other server saw
+  // the download alone, and nothing signed.
+  for (const SeenRequest& seen : origin.Requests()) {
+    if (seen.path == "/doc") {
+      EXPECT_EQ(seen.headers.count("o-sign"), 1u);
+    }
+  }
+  ASSERT_EQ(other.Requests().size(), 1u);
+  EXPECT_EQ(other.Requests()[0].headers.count("o-sign"), 0u);
+  EXPECT_EQ(origin.CountPath("/doc"), 1u) << "https never falls back to http";
+}
+
+TEST(CurlHttpClient, ShutdownEndsEveryExchangeInFlightAndRefusesLaterOnes) {
+  constexpr int kSenders = 3;
+  LocalServer server;
+  server.Hold("/slow");
+  server.Serve("/doc", "doc");
+  CapturingLogger log;
+  CurlHttpOptions options = LocalOptions();
+  options.log = &log;
+  CurlHttpClient client(options);
+  struct Outcome {
+    int result;
+    std::string message;
+  };
+  std::vector<std::future<Outcome>> senders;
+  for (int i = 0; i < kSenders; ++i) {
+    senders.push_back(std::async(std::launch::async, [&] {
+      TestRequest request(server.Url("/slow"));
+      TestResponse response;
+      const int result = client.Send(&request, &response);
+      return Outcome{result, response.message};
+    }));
+  }
+  ASSERT_TRUE(server.WaitForPath("/slow", kSenders));
+
+  const auto start = std::chrono::steady_clock::now();
+  client.Shutdown();
+  for (auto& sender : senders) {
+    ASSERT_EQ(sender.wait_until(start + std::chrono::seconds(1)), std::future_status::ready);
+    const Outcome outcome = sender.get();
+    EXPECT_EQ(outcome.result, CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_EQ(outcome.message, "the client is shut down");
+  }
+
+  TestRequest later(server.Url("/doc"));
+  TestResponse response;
+  EXPECT_EQ(client.Send(&later, &response), CURLE_ABORTED_BY_CALLBACK);
+  EXPECT_EQ(response.message, "the client is shut down");
+  EXPECT_EQ(server.CountPath("/doc"), 0u);
+  EXPECT_EQ(log.Count("GET " + server.Url("/doc") + " failed: the client is shut down"), 1u);
+  client.Shutdown();  // again: no effect, no harm
+}
+
+// Sequential requests through the pool ride one connection; without the
+// pool each pays for its own.
+TEST(CurlHttpClient, PooledHandlesReuseTheirConnections) {
+  constexpr int kRequests = 5;
+  LocalServer server;
+  server.Serve("/doc", "doc");
+  const struct {
+    size_t maxIdleHandles;
+    size_t connections;
+  } cases[] = {{4, 1}, {1, 1}, {0, kRequests}};
+  for (const auto& c : cases) {
+    CurlHttpOptions options = LocalOptions();
+    options.maxIdleHandles = c.maxIdleHandles;
+    CurlHttpClient client(options);
+    const size_t before = server.RequestCount();
+    for (int i = 0; i < kRequests; ++i) {
+      TestRequest request(server.Url("/doc"));
+      TestResponse response;
+      ASSERT_EQ(client.Send(&request, &response), 0) << response.message;
+      EXPECT_EQ(response.body, "doc");
+    }
+    const std::vector<SeenRequest> seen = server.Requests();
+    std::set<int> ports;
+    for (size_t i = before; i < seen.size(); ++i) ports.insert(seen[i].remotePort);
+    EXPECT_EQ(ports.size(), c.connections) << "maxIdleHandles " << c.maxIdleHandles;
+  }
 }
 
 }  // namespace

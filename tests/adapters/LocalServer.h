@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -15,15 +16,20 @@
 
 namespace OstrelTest {
 
+class SelfSignedCertificate;
+
 struct SeenRequest {
   std::string path;
   httplib::Headers headers;
+  int remotePort;  // the client's side of the connection
 };
 
 class LocalServer {
  public:
-  // Serves GET requests; paths without a handler answer 404.
+  // Serves GET requests; paths without a handler answer 404. With a
+  // certificate (not owned; only read here) the server speaks TLS.
   LocalServer();
+  explicit LocalServer(const SelfSignedCertificate& certificate);
   // Releases held handlers, stops the server and joins its thread.
   ~LocalServer();
   LocalServer(const LocalServer&) = delete;
@@ -36,12 +42,12 @@ class LocalServer {
   void Hold(const std::string& path);
   void Release();
   // Any other handler, for redirects and special headers.
-  httplib::Server& server() { return server_; }
+  httplib::Server& server() { return *server_; }
 
   int port() const { return port_; }
   // "127.0.0.1:<port>"
   std::string Authority() const;
-  // "http://127.0.0.1:<port>" + path
+  // "http://127.0.0.1:<port>" + path, or "https://..." with TLS
   std::string Url(const std::string& path) const;
 
   std::vector<SeenRequest> Requests() const;
@@ -51,9 +57,11 @@ class LocalServer {
                    std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
  private:
+  LocalServer(std::unique_ptr<httplib::Server> server, std::string scheme);
   size_t CountLocked(const std::string& path) const;
 
-  httplib::Server server_;
+  const std::unique_ptr<httplib::Server> server_;
+  const std::string scheme_;
   int port_ = -1;
   std::thread thread_;
 

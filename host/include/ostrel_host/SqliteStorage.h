@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "ostrel/IOLog.h"
 #include "ostrel/IOStorage.h"
 
 struct sqlite3;
@@ -13,10 +14,31 @@ struct sqlite3_stmt;
 
 namespace OstrelHost {
 
+struct SqliteStorageOptions {
+  // The records of one scope never meet another's: two applications or two
+  // environments that share a file each open it with a scope of their own
+  // (their app key and environment, say). Clear deletes the scope's records
+  // only. Empty: the default scope.
+  std::string scope;
+  // Told of each failure (the method, the key and SQLite's own text) and of
+  // a damaged file moved aside. Not owned; must outlive the store. Null:
+  // silent.
+  Ostrel::IOLog* log = nullptr;
+};
+
 // IOStorage over one SQLite database file holding a single table
-// "ostrel_records" (key TEXT PRIMARY KEY, value BLOB). Values are stored as
-// their exact bytes. The database runs in WAL mode with a busy timeout, so
-// another process reading the file does not make a call fail at once.
+// "ostrel_scoped_records" (scope TEXT, key TEXT, value BLOB; the pair scope
+// and key is the primary key). Values are stored as their exact bytes. The
+// database runs in WAL mode with a busy timeout, so another process reading
+// the file does not make a call fail at once. Records of the earlier
+// unscoped table "ostrel_records" move into the default scope at open.
+//
+// A damaged file heals: Open runs SQLite's quick integrity check, and when
+// the file is not a database or fails the check, it is renamed to
+// "<path>.corrupt-<UTC time, as 20260102T030405Z>" (with its WAL file, as
+// "<that name>-wal"), a new empty database takes its place, and one warning
+// goes to the log. The store is a cache: losing it costs a download; failing
+// every start would cost the service.
 //
 // Every method may be called from any thread: calls are serialised on one
 // connection by an internal mutex. Save replaces an existing record; Remove
@@ -25,8 +47,13 @@ namespace OstrelHost {
 // refused with a non-zero result. Nothing throws out of the methods.
 class SqliteStorage final : public Ostrel::IOStorage {
  public:
-  // Opens or creates the database at path (UTF-8) and its table. Returns
-  // null on failure and, when error is given, stores SQLite's text there.
+  // Opens or creates the database at path (UTF-8) and its table, healing a
+  // damaged file as above. Returns null on failure and, when error is
+  // given, stores SQLite's text there.
+  static std::unique_ptr<SqliteStorage> Open(const std::string& path,
+                                             const SqliteStorageOptions& options,
+                                             std::string* error = nullptr);
+  // The default scope, no log.
   static std::unique_ptr<SqliteStorage> Open(const std::string& path,
                                              std::string* error = nullptr);
 
@@ -41,13 +68,25 @@ class SqliteStorage final : public Ostrel::IOStorage {
   int Remove(const char* key) override;
   // Never called by the library; returns 0.
   int Reserved() override;
-  // Deletes every record.
+  // Deletes every record of the scope.
   int Clear() override;
   void Free(char* buffer) override;
 
  private:
-  explicit SqliteStorage(sqlite3* db);
+  SqliteStorage(sqlite3* db, const SqliteStorageOptions& options);
+  // One attempt at Open; *damaged tells a file to move aside from any
+  // other failure.
+  static std::unique_ptr<SqliteStorage> OpenOnce(const std::string& path,
+                                                 const SqliteStorageOptions& options,
+                                                 std::string* error, bool* damaged);
   bool Prepare(std::string* error);
+  // Runs a prepared write to its end; SQLite's text on failure.
+  std::string Step(sqlite3_stmt* statement);
+  void LogFailure(const char* method, const std::string& text) const;
+
+  // Constant after construction.
+  const std::string scope_;
+  Ostrel::IOLog* const log_;  // not owned
 
   std::mutex mutex_;
   // Owned; closed by the destructor. The connection and its statements are
