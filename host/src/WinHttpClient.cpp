@@ -18,9 +18,6 @@ namespace {
 
 constexpr int kFailed = -1;
 constexpr DWORD kNotifications = WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES;
-// How long a closed request may take to release its callbacks before its
-// state is left allocated rather than freed under a running callback.
-constexpr DWORD kCloseWaitMs = 5000;
 constexpr char kShutDown[] = "client shut down";
 
 std::wstring Widen(const std::string& text) {
@@ -48,7 +45,9 @@ std::string Narrow(const wchar_t* text, size_t length) {
 // so that logs can be searched for them.
 const char* ErrorName(DWORD code) {
   switch (code) {
-    case ERROR_WINHTTP_TIMEOUT: return "timed out";
+    case ERROR_WINHTTP_TIMEOUT:
+    case WSAETIMEDOUT:  // what wine reports for a receive that timed out
+      return "timed out";
     case ERROR_WINHTTP_CANNOT_CONNECT: return "cannot connect";
     case ERROR_WINHTTP_CONNECTION_ERROR: return "connection reset";
     case ERROR_WINHTTP_NAME_NOT_RESOLVED: return "name not resolved";
@@ -90,6 +89,7 @@ struct Target {
 // False with *error set when url is not an absolute http or https URL.
 bool Parse(const std::string& url, Target* target, std::string* error) {
   const std::wstring wide = Widen(url);
+  SetLastError(0);
   URL_COMPONENTS parts{};
   parts.dwStructSize = sizeof parts;
   parts.dwSchemeLength = static_cast<DWORD>(-1);
@@ -98,7 +98,8 @@ bool Parse(const std::string& url, Target* target, std::string* error) {
   parts.dwExtraInfoLength = static_cast<DWORD>(-1);
   if (wide.empty() || !WinHttpCrackUrl(wide.c_str(), 0, 0, &parts) ||
       parts.dwHostNameLength == 0) {
-    *error = "invalid URL " + url;
+    const bool scheme = GetLastError() == ERROR_WINHTTP_UNRECOGNIZED_SCHEME;
+    *error = (scheme ? "unsupported scheme in " : "invalid URL ") + url;
     return false;
   }
   if (parts.nScheme != INTERNET_SCHEME_HTTP && parts.nScheme != INTERNET_SCHEME_HTTPS) {
@@ -129,20 +130,18 @@ struct Answer {
 
 // The state WinHTTP's callback shares with the sending thread. It lives on
 // the heap until WinHTTP reports the request handle closing, because a
-// callback (and a read into buffer) may still run after a cancellation.
+// callback (and a read into buffer) may still run after a cancellation, and
+// a cancelled step may take that long to end (wine ends a pending receive
+// only at its timeout), which the sending thread does not wait for.
 struct Exchange {
-  Exchange()
-      : done(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-        closed(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+  Exchange() : done(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
   ~Exchange() {
     if (done != nullptr) CloseHandle(done);
-    if (closed != nullptr) CloseHandle(closed);
   }
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
 
-  const HANDLE done;    // auto reset: one completion of the step awaited
-  const HANDLE closed;  // manual reset: the handle is closing
+  const HANDLE done;  // auto reset: one completion of the step awaited
   // Written by the callback before it sets done; read after the wait.
   DWORD error = 0;
   DWORD bytes = 0;
@@ -170,7 +169,8 @@ void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD status, LPVOID info, 
       SetEvent(exchange->done);
       break;
     case WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING:
-      SetEvent(exchange->closed);
+      // The last notice for the handle.
+      delete exchange;
       break;
     default:
       // Progress notices (resolving, connecting, sending) need no answer.
@@ -198,25 +198,18 @@ class Attempt {
   Attempt(const Attempt&) = delete;
   Attempt& operator=(const Attempt&) = delete;
   ~Attempt() {
-    if (request_ != nullptr) {
-      WinHttpCloseHandle(request_);
-      // Freed only once no callback can touch it any more; a leak is the
-      // lesser harm when WinHTTP never confirms.
-      if (!callbackSet_ || WaitForSingleObject(exchange_->closed, kCloseWaitMs) == WAIT_OBJECT_0) {
-        delete exchange_;
-      }
-    } else {
-      delete exchange_;
-    }
+    if (request_ != nullptr) WinHttpCloseHandle(request_);
+    // Once the callback is set, the exchange belongs to it: WinHTTP may
+    // still run a callback (or finish a read into its buffer) after the
+    // close, until it reports the handle closing, which frees the exchange.
+    if (!callbackSet_) delete exchange_;
     if (connect_ != nullptr) WinHttpCloseHandle(connect_);
   }
 
   // headers: CRLF-separated lines, or empty. False with *error on failure.
   bool Run(const Target& target, const std::wstring& headers, Answer* answer, std::string* error) {
     target_ = &target;
-    if (exchange_->done == nullptr || exchange_->closed == nullptr) {
-      return Failed(GetLastError(), error);
-    }
+    if (exchange_->done == nullptr) return Failed(GetLastError(), error);
     connect_ = WinHttpConnect(session_, target.host.c_str(), target.port, 0);
     if (connect_ == nullptr) return Failed(GetLastError(), error);
     request_ = WinHttpOpenRequest(connect_, L"GET", target.pathAndQuery.c_str(), nullptr,
@@ -282,6 +275,13 @@ class Attempt {
     if (!WinHttpSetOption(request_, WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof disabled) ||
         !WinHttpSetTimeouts(request_, options_.connectTimeoutMs, options_.connectTimeoutMs,
                             options_.sendTimeoutMs, options_.receiveTimeoutMs)) {
+      return false;
+    }
+    // The wait for the answer's head has a timeout of its own, which
+    // WinHttpSetTimeouts leaves at 90 s.
+    DWORD headTimeout = static_cast<DWORD>(options_.receiveTimeoutMs);
+    if (!WinHttpSetOption(request_, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headTimeout,
+                          sizeof headTimeout)) {
       return false;
     }
     // Older systems cannot decode; they then ask for plain bodies, which
