@@ -21,6 +21,8 @@ TEST(WinHttpClientRedirect, FollowsWithinTheOriginAndDropsHeadersElsewhere) {
   } cases[] = {
       {first, "/other", "https://cdn.example/other", true},
       {first, "next?x=2", "https://cdn.example/app/next?x=2", true},
+      // A colon after a character no scheme has is part of a path.
+      {first, "v=1:2", "https://cdn.example/app/v=1:2", true},
       {"https://cdn.example", "doc", "https://cdn.example/doc", true},
       {"https://cdn.example?q=1", "doc", "https://cdn.example/doc", true},
       {first, "https://CDN.Example:443/x", "https://CDN.Example:443/x", true},
