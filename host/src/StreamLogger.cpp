@@ -5,6 +5,15 @@
 #include <cstring>
 #include <ctime>
 
+#include <string>
+
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
+
 namespace OstrelHost {
 namespace {
 
@@ -32,6 +41,30 @@ void AppendEscaped(std::string& line, const char* text) {
 
 const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
+void ToUtc(std::time_t seconds, std::tm* utc) {
+#ifdef _WIN32
+  gmtime_s(utc, &seconds);
+#else
+  gmtime_r(&seconds, utc);
+#endif
+}
+
+// The path is UTF-8; Windows' fopen would read it in the ANSI code page.
+FILE* OpenForAppend(const std::string& path) {
+#ifdef _WIN32
+  const int size = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.c_str(), -1, nullptr, 0);
+  if (size <= 0) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  std::wstring wide(static_cast<size_t>(size), L'\0');
+  MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path.c_str(), -1, wide.data(), size);
+  return _wfopen(wide.c_str(), L"a");
+#else
+  return std::fopen(path.c_str(), "a");
+#endif
+}
+
 }  // namespace
 
 StreamLogger::StreamLogger(FILE* stream) : StreamLogger(stream, false) {}
@@ -39,7 +72,7 @@ StreamLogger::StreamLogger(FILE* stream) : StreamLogger(stream, false) {}
 StreamLogger::StreamLogger(FILE* stream, bool owned) : stream_(stream), owned_(owned) {}
 
 std::unique_ptr<StreamLogger> StreamLogger::OpenFile(const std::string& path, std::string* error) {
-  FILE* file = std::fopen(path.c_str(), "a");
+  FILE* file = OpenForAppend(path);
   if (file == nullptr) {
     if (error != nullptr) *error = path + ": " + std::strerror(errno);
     return nullptr;
@@ -55,7 +88,7 @@ std::string StreamLogger::FormatLine(long long epochMillis, int level, const cha
                                      const char* method, const char* text) {
   const std::time_t seconds = static_cast<std::time_t>(epochMillis / 1000);
   std::tm utc{};
-  gmtime_r(&seconds, &utc);
+  ToUtc(seconds, &utc);
   char stamp[48];
   std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ %c ",
                 utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min,

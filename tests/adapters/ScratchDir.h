@@ -3,9 +3,8 @@
 #ifndef OSTREL_TESTS_ADAPTERS_SCRATCHDIR_H_
 #define OSTREL_TESTS_ADAPTERS_SCRATCHDIR_H_
 
-#include <stdlib.h>
-
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -14,8 +13,17 @@ namespace OstrelTest {
 class ScratchDir {
  public:
   ScratchDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ostrel-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+    std::error_code error;
+    const std::filesystem::path temp = std::filesystem::temp_directory_path(error);
+    if (error) return;
+    // create_directory reports false for a folder that exists, so a name
+    // is never shared with another test or process.
+    std::random_device seed;
+    std::mt19937 random(seed());
+    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+      const std::filesystem::path candidate = temp / ("ostrel-" + std::to_string(random()));
+      if (std::filesystem::create_directory(candidate, error)) path_ = candidate.string();
+    }
   }
   ~ScratchDir() {
     std::error_code ignored;

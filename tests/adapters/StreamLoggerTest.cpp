@@ -83,7 +83,11 @@ TEST(StreamLogger, WritesStampedLinesToAStream) {
   EXPECT_EQ(AfterStamp(written), "I Ostrel.Test Run: hello\n");
   const std::time_t now = std::chrono::system_clock::to_time_t(before);
   std::tm utc{};
+#ifdef _WIN32
+  gmtime_s(&utc, &now);
+#else
   gmtime_r(&now, &utc);
+#endif
   EXPECT_EQ(written.substr(0, 4), std::to_string(utc.tm_year + 1900)) << written;
 }
 
