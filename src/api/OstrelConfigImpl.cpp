@@ -70,8 +70,6 @@ OstrelConfigImpl* OstrelConfigImpl::GetInstance() {
   return &instance;
 }
 
-void OstrelConfigImpl::DestroyInstance() {}
-
 bool OstrelConfigImpl::init(IOConfig* config) {
   return Guarded("init", false, [&] {
     if (config == nullptr) {

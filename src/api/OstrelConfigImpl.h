@@ -12,7 +12,6 @@ namespace Ostrel {
 class OstrelConfigImpl final : public IOstrelConfig {
  public:
   static OstrelConfigImpl* GetInstance();
-  static void DestroyInstance();
 
   OstrelConfigImpl() = default;
   ~OstrelConfigImpl() = default;

@@ -3,7 +3,6 @@
 #include <mutex>
 
 #include "host/ApiGate.h"
-#include "api/OstrelConfigImpl.h"
 #include "center/ConfigCenter.h"
 #include "center/OThreadPoolFactory.h"
 #include "host/LogManager.h"
@@ -39,7 +38,6 @@ void TearDownLibrary() {
   LogManager::DestroyInstance();
   StorageManager::DestroyInstance();
   StatisticsManager::DestroyInstance();
-  OstrelConfigImpl::DestroyInstance();
   ApiGate::Reopen();
 }
 

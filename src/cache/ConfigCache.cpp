@@ -26,16 +26,12 @@ ConfigCache::~ConfigCache() { writes_->Flush(); }
 
 void ConfigCache::Cache(std::shared_ptr<ConfigDO> config) {
   if (!config) return;
-  std::shared_ptr<ConfigDO> old;
   {
     MutexLock lock(&writeMutex_);
     auto next = std::make_unique<DocumentMap>(*documents_.Read());
-    auto& slot = (*next)[config->name];
-    old = slot;
-    slot = config;
+    (*next)[config->name] = config;
     documents_.Publish(std::move(next));
   }
-  if (hooks_.onChange) hooks_.onChange(old, config);
   if (hooks_.notify) hooks_.notify(config->name, config->ReportedVersion(), false);
   Persist(config);
 }
@@ -73,9 +69,7 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
   }
 
   struct Restored {
-    std::shared_ptr<ConfigDO> old;
     std::shared_ptr<ConfigDO> document;
-    bool inserted;
     std::string reportedVersion;
   };
   std::vector<Restored> restored;
@@ -95,7 +89,7 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
     // The record does not say which candidate it was downloaded for: it
     // belongs to the candidate whose resource it is.
     document->candidate = ns->CandidateWithResource(document->resourceId);
-    restored.push_back({nullptr, document, false, document->ReportedVersion()});
+    restored.push_back({document, document->ReportedVersion()});
     // Client attributes may have changed since the record was written: the
     // stored variant is served until the one that matches now arrives.
     ns->UpdateCandidate();
@@ -111,40 +105,14 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
   {
     MutexLock lock(&writeMutex_);
     auto next = std::make_unique<DocumentMap>(*documents_.Read());
-    for (Restored& item : restored) {
-      auto found = next->find(item.document->name);
-      item.inserted = found == next->end();
-      if (item.inserted) {
-        next->emplace(item.document->name, item.document);
-      } else {
-        found->second = item.document;
-      }
-    }
+    for (const Restored& item : restored) (*next)[item.document->name] = item.document;
     documents_.Publish(std::move(next));
   }
   for (const Restored& item : restored) {
-    if (item.inserted && hooks_.onChange) hooks_.onChange(nullptr, item.document);
     if (hooks_.onServed) hooks_.onServed(item.document->name);
     if (hooks_.notify) hooks_.notify(item.document->name, item.reportedVersion, true);
   }
   return toLoad;
-}
-
-bool ConfigCache::GetConfigs(const std::string& name,
-                             std::map<std::string, std::string>& out) const {
-  std::shared_ptr<ConfigDO> document = Get(name);
-  if (!document) return false;
-  if (document->type == kStandard) {
-    for (const auto& pair : document->content) out.emplace(pair.first, pair.second);
-  }
-  return true;
-}
-
-bool ConfigCache::GetCustomConfig(const std::string& name, std::string& out) const {
-  std::shared_ptr<ConfigDO> document = Get(name);
-  if (!document) return false;
-  if (document->type == kCustom) out = document->ContentText();
-  return true;
 }
 
 const ConfigDO* ConfigCache::Peek(std::string_view name) const {

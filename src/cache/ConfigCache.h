@@ -21,9 +21,6 @@ namespace Ostrel {
 // What the cache tells the engine. Called without any cache lock held, after
 // the change is visible to readers.
 struct ConfigCacheHooks {
-  // A document replaced another (old is null for a new namespace).
-  std::function<void(const std::shared_ptr<ConfigDO>& old,
-                     const std::shared_ptr<ConfigDO>& now)> onChange;
   // The namespace is served now: it no longer waits.
   std::function<void(const std::string& name)> onServed;
   // Tell the namespace's listeners.
@@ -62,20 +59,12 @@ class ConfigCache {
   // usable is stored.
   std::shared_ptr<ConfigDO> LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns);
 
-  // Copies of a cached namespace. True when the namespace is cached, even when
-  // its type leaves out untouched.
-  bool GetConfigs(const std::string& name, std::map<std::string, std::string>& out) const;
-  bool GetCustomConfig(const std::string& name, std::string& out) const;
-
   // For host threads inside a read section: the document, valid until they
   // leave it; null when absent.
   const ConfigDO* Peek(std::string_view name) const;
   // For any thread: a shared reference; null when absent.
   std::shared_ptr<ConfigDO> Get(const std::string& name) const;
   std::vector<std::string> Names() const;
-
-  // Writes still waiting for the pool (for tests).
-  size_t PendingWriteCount() const { return writes_->WaitingCount(); }
 
  private:
   using DocumentMap = std::map<std::string, std::shared_ptr<ConfigDO>, std::less<>>;

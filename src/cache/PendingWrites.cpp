@@ -46,9 +46,4 @@ void PendingWrites::Flush() {
   for (auto& entry : writes) entry.second();
 }
 
-size_t PendingWrites::WaitingCount() {
-  MutexLock lock(&mutex_);
-  return waiting_.size();
-}
-
 }  // namespace Ostrel

@@ -33,8 +33,6 @@ class PendingWrites : public std::enable_shared_from_this<PendingWrites> {
   // Runs every waiting write on this thread, in key order.
   void Flush();
 
-  size_t WaitingCount();
-
  private:
   PendingWrites() = default;
   void RunOne(const std::string& key);

@@ -178,31 +178,11 @@ char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
   return packed;
 }
 
-bool ConfigCenter::GetConfigObj(const std::string& nameSpace,
-                                std::map<std::string, std::string>& out) {
-  ReadSection section;
-  const ConfigDO* document = FindDocument(nameSpace);
-  if (document == nullptr) return false;
-  if (std::string_view(document->type) == kStandard) {
-    for (const auto& pair : document->content) out.emplace(pair.first, pair.second);
-  }
-  return true;
-}
-
 bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) {
   ReadSection section;
   const ConfigDO* document = FindDocument(nameSpace);
   if (document == nullptr) return false;
   out = document->ContentText();
-  return true;
-}
-
-bool ConfigCenter::GetConfigValue(const std::string& nameSpace, const std::string& key,
-                                  std::string& out) {
-  ReadSection section;
-  std::string_view value;
-  if (!FindConfigValue(nameSpace, key, &value)) return false;
-  out.assign(value.data(), value.size());
   return true;
 }
 

@@ -56,16 +56,12 @@ class ConfigCenter {
   // "nothing" at once.
   // Packed form: pairs as key NUL value NUL ..., malloc'd, freed with free().
   char* GetConfigObj(const std::string& nameSpace, int* count);
-  // Key/value form (a STANDARD namespace).
-  bool GetConfigObj(const std::string& nameSpace, std::map<std::string, std::string>& out);
   // Whole-text form: a CUSTOM namespace's text, a STANDARD namespace's
   // content as a compact JSON object.
   bool GetConfigObj(const std::string& nameSpace, std::string& out);
-  // One value of a STANDARD namespace, without copying the namespace.
-  bool GetConfigValue(const std::string& nameSpace, const std::string& key, std::string& out);
-  // The same for a caller that holds a ReadSection (a host call's gate pass):
-  // value points into the cached document and stays valid until the caller
-  // leaves the section. Copies nothing.
+  // One value of a STANDARD namespace, for a caller that holds a ReadSection
+  // (a host call's gate pass): value points into the cached document and
+  // stays valid until the caller leaves the section. Copies nothing.
   bool FindConfigValue(std::string_view nameSpace, std::string_view key,
                        std::string_view* value);
 
@@ -85,15 +81,6 @@ class ConfigCenter {
   void RegisterListener(const std::string& nameSpace, IOConfigListener* listener);
   void UnregisterListener(const std::string& nameSpace, IOConfigListener* listener);
   void UnregisterListeners(const std::string& nameSpace);
-
-  bool CheckLoading(const std::string& nameSpace, bool mark) {
-    return tracker_.CheckLoading(nameSpace, mark);
-  }
-
-  std::set<std::string> WaitingNamespaces() { return tracker_.Waiting(); }
-  size_t ListenerCount(const std::string& nameSpace) { return listeners_.Count(nameSpace); }
-  ConfigCache& configCache() { return *configCache_; }
-  IndexCache& indexCache() { return *indexCache_; }
 
  private:
   void RunStartUp();

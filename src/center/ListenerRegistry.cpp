@@ -89,10 +89,4 @@ void ListenerRegistry::Notify(const std::string& nameSpace, const std::string& v
   for (IOConfigListener* listener : targets) NotifyOne(nameSpace, listener, version, fromCache);
 }
 
-size_t ListenerRegistry::Count(const std::string& nameSpace) {
-  MutexLock lock(&mutex_);
-  auto it = listeners_.find(nameSpace);
-  return it == listeners_.end() ? 0 : it->second.size();
-}
-
 }  // namespace Ostrel

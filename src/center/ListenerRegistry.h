@@ -33,8 +33,6 @@ class ListenerRegistry {
   void NotifyOne(const std::string& nameSpace, IOConfigListener* listener,
                  const std::string& version, bool fromCache);
 
-  size_t Count(const std::string& nameSpace);
-
  private:
   bool BeginCall(const std::string& nameSpace, IOConfigListener* listener);
   void EndCall(IOConfigListener* listener);
