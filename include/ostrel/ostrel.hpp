@@ -308,6 +308,24 @@ enum class Reason {
   kNotInitialised,      // init refused the options; nothing was looked up
 };
 
+// A short English phrase for a reason, for logs and tools: "found",
+// "namespace not loaded yet", "key absent", "wrong type", "not initialised".
+inline const char* ReasonText(Reason reason) noexcept {
+  switch (reason) {
+    case Reason::kFound:
+      return "found";
+    case Reason::kNamespaceNotLoaded:
+      return "namespace not loaded yet";
+    case Reason::kKeyAbsent:
+      return "key absent";
+    case Reason::kWrongType:
+      return "wrong type";
+    case Reason::kNotInitialised:
+      return "not initialised";
+  }
+  return "";
+}
+
 // A value with the reason it came out that way; value is the default unless
 // reason is kFound.
 template <typename T>
