@@ -17,8 +17,9 @@ struct Json {
   std::string text;
 };
 
-// Strict conversions of a value's text, shared by the typed reads. Each
-// Parse leaves *out untouched when the text does not convert. Numbers are
+// Strict conversions of a value's text, shared by the typed reads. Pure
+// functions: any thread. Each Parse leaves *out untouched when the text does
+// not convert. Numbers are
 // written as JSON writes them: no blanks, no '+', no leading zeros ("007"),
 // no hexadecimal, no "NaN" or "inf".
 namespace Convert {
