@@ -97,12 +97,11 @@ class Client {
     DestroyIOConfig(config);
   }
 
-  // Ends the Subscriptions' registrations, tears the library down and frees
-  // the listener objects. Subscriptions still alive become inactive.
+  // Tears the library down. Subscriptions still alive receive no more
+  // calls, and ending them does nothing.
   ~Client() {
     hub_->BeginClose();
     DestroyIOstrelConfig();
-    hub_->FinishClose();
   }
 
   Client(const Client&) = delete;

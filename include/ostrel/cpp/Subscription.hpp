@@ -22,7 +22,7 @@ class Client;
 //    does not wait, so that callbacks may end each other's subscriptions
 //    without deadlock: no new call starts, but a call already running on
 //    another thread may still finish. Its listener object is kept until the
-//    Client is destroyed.
+//    Client and its last Subscription are gone.
 // The one place where it must not be ended: inside an IOConfigListener that
 // the host registered with registerListener directly, bypassing this layer.
 // The library does not wait there either, and the layer cannot tell, so it

@@ -20,7 +20,7 @@ namespace detail {
 // The listener objects of one Client, shared with its Subscriptions so that
 // either may go first. The library holds raw pointers to the adapters; an
 // adapter is freed only once the library can no longer be inside it: after
-// an unregisterListener that waited for its calls, or after teardown.
+// an unregisterListener that waited for its calls, or with the hub itself.
 class SubscriptionHub {
  public:
   explicit SubscriptionHub(IOstrelConfig* sdk) noexcept : sdk_(sdk) {}
@@ -46,9 +46,10 @@ class SubscriptionHub {
   void Unsubscribe(ListenerAdapter* adapter) noexcept {
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      if (closed_) return;  // teardown has freed every adapter
       if (closing_) {
-        // No more calls into the library; teardown frees the adapter.
+        // The Client is tearing the library down (or has): no more calls
+        // into it. Detaching stops a notification still under way from
+        // reaching the callback.
         adapter->Detach();
         return;
       }
@@ -59,7 +60,7 @@ class SubscriptionHub {
     // Outside every listener call, unregisterListener has waited for the
     // adapter's calls on other threads, so it can go. Inside one it did not
     // wait (two callbacks ending each other's subscriptions would deadlock),
-    // so the adapter stays, detached, until teardown.
+    // so the adapter stays, detached, until the hub goes.
     const bool mayFree = CallbackDepth() == 0;
     std::lock_guard<std::mutex> lock(mutex_);
     if (mayFree) {
@@ -74,17 +75,12 @@ class SubscriptionHub {
   }
 
   // Before teardown: stops new registrations and waits for the ones under way.
+  // The adapters go with the hub, after the Client and its last Subscription;
+  // by then the library has been torn down and holds no pointer to them.
   void BeginClose() noexcept {
     std::unique_lock<std::mutex> lock(mutex_);
     closing_ = true;
     idle_.wait(lock, [this] { return busy_ == 0; });
-  }
-  // After teardown: the library holds no pointer any more.
-  void FinishClose() noexcept {
-    std::vector<std::unique_ptr<ListenerAdapter>> freed;
-    std::lock_guard<std::mutex> lock(mutex_);
-    closed_ = true;
-    freed.swap(adapters_);
   }
 
  private:
@@ -101,7 +97,6 @@ class SubscriptionHub {
   std::vector<std::unique_ptr<ListenerAdapter>> adapters_;  // guarded by mutex_
   int busy_ = 0;          // calls into the library under way; guarded by mutex_
   bool closing_ = false;  // guarded by mutex_
-  bool closed_ = false;   // guarded by mutex_
 };
 
 }  // namespace detail
