@@ -18,15 +18,16 @@ using Ostrel::Client;
 using Ostrel::Reason;
 using Ostrel::Subscription;
 
-// A copy of a text in a heap block of exactly its size, with no NUL after it,
-// so that AddressSanitizer sees a parser reading past the end of its view.
+// A copy of a text at the very end of a heap block, with no NUL after it, so
+// that AddressSanitizer sees a parser reading past the end of its view. The
+// block has one spare byte in front: an empty view also ends inside it.
 class ExactCopy {
  public:
   explicit ExactCopy(const std::string& text)
-      : bytes_(new char[text.size()]), size_(text.size()) {
-    std::copy(text.begin(), text.end(), bytes_.get());
+      : bytes_(new char[text.size() + 1]), size_(text.size()) {
+    std::copy(text.begin(), text.end(), bytes_.get() + 1);
   }
-  std::string_view view() const { return std::string_view(bytes_.get(), size_); }
+  std::string_view view() const { return std::string_view(bytes_.get() + 1, size_); }
 
  private:
   std::unique_ptr<char[]> bytes_;
