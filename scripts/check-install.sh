@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs a built tree into a scratch prefix and builds a consumer against
-# it twice: through find_package(OstrelSdk) and through pkg-config.
+# it twice: through find_package(OstrelSdk) and through pkg-config. The
+# consumer uses the header-only C++ layer, ostrel/ostrel.hpp, so the check
+# also proves that the installed headers compile on their own.
 # Usage: check-install.sh <build dir> <scratch dir>
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"

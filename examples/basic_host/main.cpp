@@ -1,8 +1,8 @@
-// A small host application: hands the SDK a logger, an in-memory store and an
-// HTTP client that has no network, initialises it, reads values, listens for
-// changes and shuts down. Prints everything the SDK tells it.
+// A small host application on the C++ layer: hands the SDK a logger, an
+// in-memory store and an HTTP client that has no network, starts it, reads
+// typed values, subscribes to a namespace and shuts down. Prints everything
+// the SDK tells it.
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "ostrel/OstrelSdk.h"
+#include "ostrel/ostrel.hpp"
 
 namespace {
 
@@ -70,71 +70,56 @@ class OfflineHttpClient : public Ostrel::IOHttpClient {
   }
 };
 
-class ReadyListener : public Ostrel::IOInitListener {
- public:
-  void onInitFinished() override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    ready_ = true;
-    changed_.notify_all();
-  }
-  bool Wait() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return ready_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool ready_ = false;
-};
-
-std::string Read(const char* nameSpace, const char* key, const char* defaultValue) {
-  char* value = getOstrelConfig(nameSpace, key, defaultValue);
-  std::string result = value != nullptr ? value : "(null)";
-  freeOstrelConfigValue(value);
-  return result;
-}
-
 }  // namespace
 
 int main() {
   PrintingLogger logger;
   InMemoryStorage storage;
   OfflineHttpClient http;
-  ReadyListener ready;
 
-  std::printf("1. create the parameters and the facade, hand in the services\n");
-  Ostrel::IOConfig* config = CreateIOConfig();
-  config->setAppKey("demo-app")->setAppVersion("2.4.1")->setDeviceId("device-42");
-  config->setOsVersion("10.0.19045")->setBrand("acme")->setModel("laptop-7");
-  config->setInitListener(&ready)->build();
+  std::printf("1. start: the client hands in the services (logger first) and calls init\n");
+  Ostrel::Client::Options options;
+  options.appKey = "demo-app";
+  options.appVersion = "2.4.1";
+  // Production hosts use kOnline (https); kDaily is for test services only.
+  options.env = Ostrel::Env::kOnline;
+  options.deviceId = "device-42";
+  options.osVersion = "10.0.19045";
+  options.brand = "acme";
+  options.model = "laptop-7";
+  options.logLevel = 1;
+  options.logger = &logger;
+  options.storage = &storage;
+  options.httpClient = &http;
+  {
+    Ostrel::Client client(options);
+    std::printf("  init accepted: %s\n", client.IsInitialised() ? "yes" : "no");
+    if (!client.WaitUntilReady(std::chrono::seconds(10))) {
+      std::printf("start-up did not finish\n");
+      return 1;
+    }
 
-  Ostrel::IOstrelConfig* sdk = GetIOstrelConfig();
-  sdk->installLogger(&logger);
-  sdk->changeLogLevel(1);
-  sdk->setStorage(&storage);
-  sdk->setHttpClient(&http);
+    std::printf("2. read (nothing is published yet, so the defaults come back)\n");
+    std::printf("  ui.theme = %s\n", client.GetString("ui", "theme", "light").c_str());
+    std::printf("  ui.fontSize = %lld\n",
+                static_cast<long long>(client.GetInt64("ui", "fontSize", 12)));
+    const auto missing = client.GetDetail<std::string>("ui", "missing", "");
+    std::printf("  ui.missing: %s\n", Ostrel::ReasonText(missing.reason));
+    const auto reserved = client.GetDetail<std::string>("ostrel.index", "k", "refused");
+    std::printf("  ostrel.index (reserved) = %s: %s\n", reserved.value.c_str(),
+                Ostrel::ReasonText(reserved.reason));
 
-  std::printf("2. init\n");
-  const bool accepted = sdk->init(config);
-  DestroyIOConfig(config);
-  std::printf("  init accepted: %s\n", accepted ? "yes" : "no");
-  if (!accepted || !ready.Wait()) {
-    std::printf("start-up did not finish\n");
-    DestroyIOstrelConfig();
-    return 1;
+    std::printf("3. subscribe to ui: told once it is downloaded (never, offline)\n");
+    const Ostrel::Subscription subscription =
+        client.Subscribe("ui", [](const Ostrel::Change& change) {
+          std::printf("  ui changed: version %s\n", change.version.c_str());
+        });
+
+    std::printf("4. an update check before any index (rate-limited, background)\n");
+    client.Raw()->forceCheckUpdate();
+
+    std::printf("5. shut down: the subscription ends, then the client tears the SDK down\n");
   }
-
-  std::printf("3. read (nothing is published yet, so the defaults come back)\n");
-  std::printf("  ui.theme = %s\n", Read("ui", "theme", "light").c_str());
-  std::printf("  ui.missing (null default) = %s\n", Read("ui", "missing", nullptr).c_str());
-  std::printf("  ostrel.index (reserved) = %s\n", Read("ostrel.index", "k", "refused").c_str());
-
-  std::printf("4. an update check before any index (rate-limited, background)\n");
-  sdk->forceCheckUpdate();
-
-  std::printf("5. shut down\n");
-  DestroyIOstrelConfig();
   std::printf("done\n");
   return 0;
 }

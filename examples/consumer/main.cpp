@@ -1,16 +1,24 @@
-// The smallest host: obtains the facade, reads a value it has not loaded yet
-// (and so gets the default back), and tears the library down.
+// The smallest host, built against the installed package alone: starts the
+// SDK through the C++ layer, reads a value that is not loaded (and so gets
+// the default, with the reason), and tears the library down.
+#include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <string>
 
-#include "ostrel/OstrelSdk.h"
+#include "ostrel/ostrel.hpp"
 
 int main() {
-  Ostrel::IOstrelConfig* sdk = GetIOstrelConfig();
-  char* value = sdk->getConfig("demo", "greeting", "hello");
-  const bool ok = value != nullptr && std::strcmp(value, "hello") == 0;
-  std::printf("consumer read: %s\n", value != nullptr ? value : "(null)");
-  freeOstrelConfigValue(value);
-  DestroyIOstrelConfig();
-  return ok ? 0 : 1;
+  Ostrel::Client::Options options;
+  options.appKey = "consumer";
+  options.appVersion = "1.0.0";
+  options.env = Ostrel::Env::kOnline;
+  Ostrel::Client client(options);
+  const bool ready = client.WaitUntilReady(std::chrono::seconds(10));
+  const auto greeting = client.GetDetail<std::string>("demo", "greeting", "hello");
+  std::printf("consumer read: %s (%s)\n", greeting.value.c_str(),
+              Ostrel::ReasonText(greeting.reason));
+  return ready && greeting.value == "hello" &&
+                 greeting.reason == Ostrel::Reason::kNamespaceNotLoaded
+             ? 0
+             : 1;
 }

@@ -14,8 +14,11 @@
 // The library checks for a new index at most once per twelve hours in a
 // process, which is one more reason for a process per step.
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "LocalSession.h"
 
@@ -30,16 +33,24 @@ constexpr std::chrono::seconds kWait(15);
 
 void Say(const char* text) { std::printf("\n== %s\n", text); }
 
+void Show(const char* name, const Ostrel::Detail<std::string>& value) {
+  std::printf("  %-18s = %s (%s)\n", name, value.value.c_str(), Ostrel::ReasonText(value.reason));
+}
+
+void Show(const char* name, const Ostrel::Detail<int64_t>& value) {
+  std::printf("  %-18s = %lld (%s)\n", name, static_cast<long long>(value.value),
+              Ostrel::ReasonText(value.reason));
+}
+
+// Typed reads with their defaults, and why each value came out as it did.
 void ShowValues(const LocalSession& session) {
-  std::printf("  ui.theme          = %s\n", session.Get("ui", "theme", "light (default)").c_str());
-  std::printf("  ui.fontSize       = %s\n", session.Get("ui", "fontSize", "12 (default)").c_str());
-  std::printf("  features.newEditor= %s\n",
-              session.Get("features", "newEditor", "off (default)").c_str());
-  std::printf("  features.maxTabs  = %s\n",
-              session.Get("features", "maxTabs", "4 (default)").c_str());
-  std::string text;
-  std::printf("  welcome (text)    = %s\n",
-              session.GetText("welcome", text) ? text.c_str() : "(not loaded yet)");
+  const Ostrel::Client& client = session.client();
+  Show("ui.theme", client.GetDetail<std::string>("ui", "theme", "light"));
+  Show("ui.fontSize", client.GetDetail<int64_t>("ui", "fontSize", 12));
+  Show("features.newEditor", client.GetDetail<std::string>("features", "newEditor", "off"));
+  Show("features.maxTabs", client.GetDetail<int64_t>("features", "maxTabs", 4));
+  const std::optional<std::string> welcome = client.GetCustomText("welcome");
+  std::printf("  %-18s = %s\n", "welcome (text)", welcome ? welcome->c_str() : "(not loaded yet)");
 }
 
 void ShowNotifications(const LocalSession& session, size_t from) {

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,7 @@ int Usage() {
       stderr,
       "usage: ostrel-cli [options] <command>\n"
       "commands:\n"
-      "  get <ns> <key>         one value (exit 3 when the key is absent)\n"
+      "  get <ns> <key>         one value (exit 3, saying why, when there is none)\n"
       "  dump <ns>              every key=value of a STANDARD namespace\n"
       "  text <ns>              the namespace as one text (CUSTOM text, STANDARD as JSON)\n"
       "  watch <ns> [seconds]   print listener calls for that long (default 30)\n"
@@ -104,8 +105,7 @@ void Refresh(LocalSession& session, const std::string& nameSpace,
                  OstrelLocal::CheckOutcomeText(outcome));
     return;
   }
-  std::string text;
-  if (session.GetText(nameSpace, text)) return;
+  if (session.client().GetCustomText(nameSpace)) return;
   // Loaded in the background once the index lists it.
   if (!session.WaitForDownload(nameSpace, "", timeout)) {
     std::fprintf(stderr, "ostrel-cli: %s was not downloaded within %lld s; is it published?\n",
@@ -205,17 +205,17 @@ int main(int argc, char** argv) {
   const std::string& nameSpace = words[1];
   if (command == "watch") return Watch(session, nameSpace, watchSeconds, timeout);
   if (!cached) Refresh(session, nameSpace, timeout);
+  const Ostrel::Client& client = session.client();
   if (command == "get") {
-    // A default that no configured value is tells "absent" apart.
-    const std::string absent = "\x01ostrel-cli:absent\x01";
-    const std::string value = session.Get(nameSpace, words[2], absent);
-    if (value == absent) {
-      std::fprintf(stderr, "ostrel-cli: %s has no key %s\n", nameSpace.c_str(), words[2].c_str());
+    const auto value = client.GetDetail<std::string>(nameSpace, words[2], "");
+    if (value.reason != Ostrel::Reason::kFound) {
+      std::fprintf(stderr, "ostrel-cli: %s.%s: %s\n", nameSpace.c_str(), words[2].c_str(),
+                   Ostrel::ReasonText(value.reason));
       return 3;
     }
-    std::printf("%s\n", value.c_str());
+    std::printf("%s\n", value.value.c_str());
   } else if (command == "dump") {
-    const auto pairs = session.GetAll(nameSpace);
+    const auto pairs = client.GetAll(nameSpace);
     if (pairs.empty()) {
       std::fprintf(stderr, "ostrel-cli: %s holds no pairs\n", nameSpace.c_str());
       return 3;
@@ -224,12 +224,12 @@ int main(int argc, char** argv) {
       std::printf("%s=%s\n", pair.first.c_str(), pair.second.c_str());
     }
   } else {
-    std::string text;
-    if (!session.GetText(nameSpace, text)) {
+    const std::optional<std::string> text = client.GetCustomText(nameSpace);
+    if (!text) {
       std::fprintf(stderr, "ostrel-cli: %s is not loaded\n", nameSpace.c_str());
       return 3;
     }
-    std::printf("%s\n", text.c_str());
+    std::printf("%s\n", text->c_str());
   }
   return 0;
 }

@@ -1,7 +1,8 @@
 #include "LocalSession.h"
 
-#include <cstdint>
-#include <cstring>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
 #include <utility>
 
 #include "ostrel_host/CurlHttpClient.h"
@@ -12,45 +13,6 @@
 
 namespace OstrelLocal {
 namespace {
-
-// The SDK takes the sign-library folder as a wide string and reads it back as
-// UTF-8, so a UTF-8 path is decoded into code points here; a malformed byte
-// is taken as it stands.
-std::wstring WidenUtf8(const std::string& text) {
-  std::wstring out;
-  for (size_t i = 0; i < text.size();) {
-    const unsigned char lead = static_cast<unsigned char>(text[i]);
-    const size_t length = lead < 0x80           ? 1
-                          : (lead >> 5) == 0x6  ? 2
-                          : (lead >> 4) == 0xE  ? 3
-                          : (lead >> 3) == 0x1E ? 4
-                                                : 0;
-    bool valid = length > 0 && i + length <= text.size();
-    uint32_t code = length == 1   ? lead
-                    : length == 2 ? (lead & 0x1F)
-                    : length == 3 ? (lead & 0x0F)
-                                  : (lead & 0x07);
-    for (size_t k = 1; valid && k < length; ++k) {
-      const unsigned char next = static_cast<unsigned char>(text[i + k]);
-      valid = (next & 0xC0) == 0x80;
-      code = (code << 6) | (next & 0x3F);
-    }
-    if (!valid) {
-      out.push_back(static_cast<wchar_t>(lead));
-      ++i;
-      continue;
-    }
-    out.push_back(static_cast<wchar_t>(code));
-    i += length;
-  }
-  return out;
-}
-
-std::string TakeString(char* value) {
-  std::string text = value != nullptr ? value : "";
-  freeOstrelConfigValue(value);
-  return text;
-}
 
 class BodyResponse final : public Ostrel::IOHttpResponse {
  public:
@@ -68,10 +30,7 @@ class BodyResponse final : public Ostrel::IOHttpResponse {
 
 // Everything the library borrows from the host, kept alive until the library
 // has been torn down.
-class LocalSession::Services final : public Ostrel::IOLog,
-                                     public Ostrel::IOConfigListener,
-                                     public Ostrel::IOInitListener,
-                                     public Ostrel::IOHttpClient {
+class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttpClient {
  public:
   explicit Services(const SessionOptions& options)
       : logger(options.log),
@@ -107,16 +66,9 @@ class LocalSession::Services final : public Ostrel::IOLog,
     if (level >= logLevel) logger.Log(level, tag, method, text);
   }
 
-  void onConfigUpdate(const char* nameSpace, const char* version, bool fromCache) override {
+  void Record(const Ostrel::Change& change) {
     std::lock_guard<std::mutex> lock(mutex);
-    notifications.push_back(Notification{nameSpace != nullptr ? nameSpace : "",
-                                         version != nullptr ? version : "", fromCache});
-    changed.notify_all();
-  }
-
-  void onInitFinished() override {
-    std::lock_guard<std::mutex> lock(mutex);
-    initFinished = true;
+    notifications.push_back(Notification{change.nameSpace, change.version, change.fromCache});
     changed.notify_all();
   }
 
@@ -141,7 +93,6 @@ class LocalSession::Services final : public Ostrel::IOLog,
 
   mutable std::mutex mutex;
   std::condition_variable changed;
-  bool initFinished = false;                          // guarded by mutex
   std::vector<Notification> notifications;            // guarded by mutex
   size_t refused = 0;                                 // guarded by mutex
   bool checkRunning = false;                          // guarded by mutex
@@ -153,7 +104,7 @@ LocalSession::LocalSession() = default;
 LocalSession::~LocalSession() { Stop(); }
 
 bool LocalSession::Start(const SessionOptions& options, std::string& error, Duration timeout) {
-  if (sdk_ != nullptr) {
+  if (client_) {
     error = "a session is already running";
     return false;
   }
@@ -174,41 +125,35 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   httpOptions.proxy = std::string();  // a local server is never behind a proxy
   services->http.reset(new OstrelHost::CurlHttpClient(httpOptions));
 
-  Ostrel::IOConfig* config = CreateIOConfig();
-  // env 2 sends the signed requests over plain HTTP, which ostrel-server speaks.
-  config->setEnv(2)
-      ->setAppKey(options.appKey.c_str())
-      ->setAppVersion(options.appVersion.c_str())
-      ->setDeviceId(options.deviceId.c_str())
-      ->setHost(options.server.c_str())
-      ->setBrand(options.brand.c_str())
-      ->setModel(options.model.c_str())
-      ->setOsVersion(options.osVersion.c_str())
-      ->setInitListener(services.get());
-  if (!options.signDir.empty()) config->setSignLibraryPath(WidenUtf8(options.signDir).c_str());
-  config->build();
-
-  sdk_ = GetIOstrelConfig();
-  sdk_->installLogger(services.get());
+  Ostrel::Client::Options client;
+  client.appKey = options.appKey;
+  client.appVersion = options.appVersion;
+  // Daily sends the signed requests over plain HTTP, which ostrel-server
+  // speaks; a production host uses Env::kOnline.
+  client.env = Ostrel::Env::kDaily;
+  client.host = options.server;
+  client.deviceId = options.deviceId;
+  client.brand = options.brand;
+  client.model = options.model;
+  client.osVersion = options.osVersion;
+  client.signLibraryPath = options.signDir;
   // Info lines reach the session, which follows update checks through them.
-  sdk_->changeLogLevel(options.logLevel < 1 ? options.logLevel : 1);
-  sdk_->setStorage(services->storage.get());
-  sdk_->setHttpClient(services.get());
+  client.logLevel = options.logLevel < 1 ? options.logLevel : 1;
+  client.logger = services.get();
+  client.storage = services->storage.get();
+  client.httpClient = services.get();
   // Statistics lines are written whatever the log level: only when asked for.
-  sdk_->setStatistics(options.logLevel <= 1 ? &services->statistics : nullptr);
+  client.statistics = options.logLevel <= 1 ? &services->statistics : nullptr;
   services_ = std::move(services);
   server_ = options.server;
   appKey_ = options.appKey;
-  const bool accepted = sdk_->init(config);
-  DestroyIOConfig(config);
-  if (!accepted) {
+  client_.reset(new Ostrel::Client(client));
+  if (!client_->IsInitialised()) {
     error = "init refused the parameters";
     Stop();
     return false;
   }
-  std::unique_lock<std::mutex> lock(services_->mutex);
-  if (!services_->changed.wait_for(lock, timeout, [this] { return services_->initFinished; })) {
-    lock.unlock();
+  if (!client_->WaitUntilReady(timeout)) {
     error = "start-up did not finish in time";
     Stop();
     return false;
@@ -217,69 +162,57 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
 }
 
 void LocalSession::Stop() {
-  if (sdk_ == nullptr) return;
-  if (intercept_ != nullptr) sdk_->releaseIntercept(intercept_);
+  if (!client_) return;
+  if (intercept_ != nullptr) client_->Raw()->releaseIntercept(intercept_);
   intercept_ = nullptr;
-  sdk_ = nullptr;
+  subscriptions_.clear();
   // The library calls the services until teardown returns; only then may
   // they go.
-  DestroyIOstrelConfig();
+  client_.reset();
   services_.reset();
 }
 
 std::string LocalSession::Get(const std::string& nameSpace, const std::string& key,
                               const std::string& defaultValue) const {
-  if (sdk_ == nullptr) return defaultValue;
-  return TakeString(sdk_->getConfig(nameSpace.c_str(), key.c_str(), defaultValue.c_str()));
+  return client_ ? client_->GetString(nameSpace, key, defaultValue) : defaultValue;
 }
 
 std::map<std::string, std::string> LocalSession::GetAll(const std::string& nameSpace) const {
-  std::map<std::string, std::string> pairs;
-  if (sdk_ == nullptr) return pairs;
-  int count = 0;
-  char* packed = sdk_->getConfigs(nameSpace.c_str(), &count);
-  // key NUL value NUL ..., count pairs.
-  const char* at = packed;
-  for (int i = 0; at != nullptr && i < count; ++i) {
-    std::string key = at;
-    at += key.size() + 1;
-    std::string value = at;
-    at += value.size() + 1;
-    pairs.emplace(std::move(key), std::move(value));
-  }
-  sdk_->freeConfigValue(packed);
-  return pairs;
+  return client_ ? client_->GetAll(nameSpace) : std::map<std::string, std::string>();
 }
 
 bool LocalSession::GetText(const std::string& nameSpace, std::string& text) const {
-  if (sdk_ == nullptr) return false;
-  char* value = sdk_->getCustomConfig(nameSpace.c_str(), nullptr);
-  if (value == nullptr) return false;
-  text = TakeString(value);
+  if (!client_) return false;
+  std::optional<std::string> whole = client_->GetCustomText(nameSpace);
+  if (!whole) return false;
+  text = std::move(*whole);
   return true;
 }
 
 void LocalSession::Listen(const std::string& nameSpace) {
-  if (sdk_ != nullptr) sdk_->registerListener(nameSpace.c_str(), services_.get());
+  if (!client_ || subscriptions_.count(nameSpace) != 0) return;
+  Services* services = services_.get();  // outlives every subscription
+  auto record = [services](const Ostrel::Change& change) { services->Record(change); };
+  subscriptions_.emplace(nameSpace, client_->Subscribe(nameSpace, record));
 }
 
 void LocalSession::CheckUpdate() {
-  if (sdk_ == nullptr) return;
+  if (!client_) return;
   {
     std::lock_guard<std::mutex> lock(services_->mutex);
     services_->checkRunning = true;
     services_->checkResult = CheckOutcome::kUpdated;
   }
-  sdk_->forceCheckUpdate();
+  client_->Raw()->forceCheckUpdate();
 }
 
 bool LocalSession::RelayGatewayNotice() {
-  if (sdk_ == nullptr || services_->offline) return false;
+  if (!client_ || services_->offline) return false;
   OstrelHost::HttpGetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
   BodyResponse response;
   if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
   if (response.body.empty()) return false;  // nothing published for the app yet
-  if (intercept_ == nullptr) intercept_ = sdk_->getIntercept();
+  if (intercept_ == nullptr) intercept_ = client_->Raw()->getIntercept();
   if (intercept_ == nullptr) return false;
   intercept_->OnOstrelResponse(response.body.c_str());
   return true;

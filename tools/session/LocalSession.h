@@ -1,20 +1,18 @@
 // One run of the SDK against a local ostrel-server, with the ready host
 // adapters: libcurl for HTTP, an SQLite file as the store, a stream logger.
-// The CLI and the demo host drive the library through it; it uses include/
-// and the adapters only, as any host does.
+// The CLI and the demo host drive the library through it; it uses the C++
+// layer of include/ostrel/ostrel.hpp and the adapters only, as any host does.
 #ifndef OSTREL_TOOLS_SESSION_LOCALSESSION_H_
 #define OSTREL_TOOLS_SESSION_LOCALSESSION_H_
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "ostrel/OstrelSdk.h"
+#include "ostrel/ostrel.hpp"
 
 namespace OstrelLocal {
 
@@ -63,7 +61,7 @@ class LocalSession {
   LocalSession(const LocalSession&) = delete;
   LocalSession& operator=(const LocalSession&) = delete;
 
-  // Opens the store, hands the services to the library, calls init and waits
+  // Opens the store, starts an Ostrel::Client with the services and waits
   // (at most timeout) until start-up has finished, which includes restoring
   // the stored configs. False, with the reason in error, otherwise.
   bool Start(const SessionOptions& options, std::string& error,
@@ -71,15 +69,18 @@ class LocalSession {
   // Tears the library down and closes the store. Idempotent.
   void Stop();
 
-  // getConfig: the value, else defaultValue.
+  // The running client, for reads; only between a successful Start and Stop.
+  const Ostrel::Client& client() const { return *client_; }
+
+  // Shorthands of the client's reads that answer "nothing" when no session
+  // runs: the value, else defaultValue; every pair of a STANDARD namespace;
+  // the namespace as one text (false when it is not loaded).
   std::string Get(const std::string& nameSpace, const std::string& key,
                   const std::string& defaultValue) const;
-  // getConfigs: every pair of a STANDARD namespace; empty when none is loaded.
   std::map<std::string, std::string> GetAll(const std::string& nameSpace) const;
-  // getCustomConfig: the namespace's text; false when it is not loaded.
   bool GetText(const std::string& nameSpace, std::string& text) const;
 
-  // Registers the session's listener for nameSpace; its calls are recorded.
+  // Subscribes the session to nameSpace, once; the calls are recorded.
   void Listen(const std::string& nameSpace);
   // forceCheckUpdate: at most one check per twelve hours and process.
   void CheckUpdate();
@@ -104,8 +105,11 @@ class LocalSession {
 
  private:
   class Services;
+  // Stop releases them from the bottom up: the library borrows the services
+  // until the client has torn it down.
   std::unique_ptr<Services> services_;
-  Ostrel::IOstrelConfig* sdk_ = nullptr;
+  std::unique_ptr<Ostrel::Client> client_;
+  std::map<std::string, Ostrel::Subscription> subscriptions_;
   Ostrel::IOIntercept* intercept_ = nullptr;  // owned; released before teardown
   std::string server_;
   std::string appKey_;

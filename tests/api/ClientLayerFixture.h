@@ -1,0 +1,107 @@
+// A C++ host on the header-only layer, with the fake services and a stored
+// index: "std", "small" and "custom" are restored from storage at start-up;
+// "remote" is listed but has never been downloaded, and its download during
+// start-up fails until a test serves it.
+#ifndef OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
+#define OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "EngineHost.h"
+#include "HeldHttpClient.h"
+#include "ostrel/ostrel.hpp"
+
+namespace OstrelTest {
+
+// The values of "std", one per conversion case.
+inline const std::map<std::string, std::string>& StoredValues() {
+  static const std::map<std::string, std::string> kValues = {
+      {"int", "42"},      {"real", "2.5"},          {"exponent", "1e3"},
+      {"flag", "true"},   {"capital", "True"},      {"mixed", "12abc"},
+      {"padded", " 42"},  {"json", R"({"a":[1,2]})"}, {"empty", ""},
+  };
+  return kValues;
+}
+
+// Collects a subscription's calls, from any thread.
+class ChangeLog {
+ public:
+  std::function<void(const Ostrel::Change&)> Callback() {
+    return [this](const Ostrel::Change& change) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      changes_.push_back(change);
+      changed_.notify_all();
+    };
+  }
+  std::vector<Ostrel::Change> Changes() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return changes_;
+  }
+  bool WaitForCount(size_t count) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10),
+                             [&] { return changes_.size() >= count; });
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::vector<Ostrel::Change> changes_;
+};
+
+class ClientLayerFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    NamespaceSpec custom("custom", "2");
+    custom.type = "CUSTOM";
+    storage.PutRaw("ostrel.index",
+                   Frame(IndexJson("index-1", "1", kCdn,
+                                   {remote, {"std", "1"}, {"small", "1"}, custom})));
+    storage.PutRaw("std", Frame(ConfigJson("std", "1", StoredValues())));
+    storage.PutRaw("small", Frame(ConfigJson("small", "1", {{"a", "1"}})));
+    storage.PutRaw("custom", Frame(CustomJson("custom", "2", "plain text")));
+  }
+
+  Ostrel::Client::Options Options() {
+    Ostrel::Client::Options options;
+    options.appKey = kAppKey;
+    options.appVersion = kAppVersion;
+    options.host = kApiHost;
+    options.logLevel = 0;
+    options.logger = &logger;
+    options.storage = &storage;
+    options.httpClient = &held;
+    options.statistics = &statistics;
+    return options;
+  }
+
+  // Serves "remote" from now on: its download at start-up failed.
+  void ServeRemote() {
+    http.Route(CdnUrl(ResourceIdOf(remote)), Body(ConfigJson("remote", "2", {{"k", "r"}})));
+  }
+
+  // Loaded during start-up, which therefore waits for its answer.
+  static NamespaceSpec Remote() {
+    NamespaceSpec remote("remote", "2");
+    remote.loadLevel = "HIGH";
+    return remote;
+  }
+
+  const NamespaceSpec remote = Remote();
+  CapturingLogger logger;
+  MemoryStorage storage;
+  ScriptedHttpClient http;
+  HeldHttpClient held{http};
+  StatisticsRecorder statistics;
+};
+
+}  // namespace OstrelTest
+
+#endif  // OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
