@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "EngineHost.h"
-#include "HeldHttpClient.h"
 #include "ostrel/ostrel.hpp"
 
 namespace OstrelTest {
@@ -77,7 +76,7 @@ class ClientLayerFixture : public ::testing::Test {
     options.logLevel = 0;
     options.logger = &logger;
     options.storage = &storage;
-    options.httpClient = &held;
+    options.httpClient = &http;
     options.statistics = &statistics;
     return options;
   }
@@ -98,7 +97,6 @@ class ClientLayerFixture : public ::testing::Test {
   CapturingLogger logger;
   MemoryStorage storage;
   ScriptedHttpClient http;
-  HeldHttpClient held{http};
   StatisticsRecorder statistics;
 };
 

@@ -295,11 +295,11 @@ TEST_F(ClientLayer, RefusedOptionsLeaveTheClientUninitialised) {
 }
 
 TEST_F(ClientLayer, WaitUntilReadyEndsWithStartUp) {
-  held.Hold();  // start-up downloads "remote" and waits for the answer
+  http.Hold("");  // start-up downloads "remote" and waits for the answer
   Client client(Options());
-  ASSERT_TRUE(held.WaitForArrivals(1));
+  ASSERT_TRUE(http.WaitForRequests(1));
   EXPECT_FALSE(client.WaitUntilReady(std::chrono::milliseconds(20)));
-  held.Release();
+  http.Release("");
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::milliseconds::max())) << "a wait meaning forever";
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::milliseconds(0)));
@@ -327,7 +327,7 @@ TEST_F(ClientLayer, SubscriptionsDeliverUntilTheyEnd) {
   EXPECT_TRUE(cached.Changes()[0].fromCache);
 
   ServeRemote();
-  held.Hold();
+  http.Hold("");
   ChangeLog kept, ended;
   Subscription first = client.Subscribe("remote", kept.Callback());
   Subscription second = client.Subscribe("remote", ended.Callback());
@@ -335,7 +335,7 @@ TEST_F(ClientLayer, SubscriptionsDeliverUntilTheyEnd) {
   EXPECT_FALSE(first.Active());
   second.Reset();
   EXPECT_FALSE(second.Active());
-  held.Release();
+  http.Release("");
   ASSERT_TRUE(kept.WaitForCount(1));
   EXPECT_EQ(kept.Changes()[0].version, "2");
   EXPECT_FALSE(kept.Changes()[0].fromCache);

@@ -18,7 +18,7 @@ TEST_F(SubscriptionConcurrency, EndedFromInsideItsOwnCallback) {
   Client client(Options());
   ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   ServeRemote();
-  held.Hold();  // the notification comes once the subscription is stored
+  http.Hold("");  // the notification comes once the subscription is stored
 
   std::mutex mutex;
   std::condition_variable changed;
@@ -37,7 +37,7 @@ TEST_F(SubscriptionConcurrency, EndedFromInsideItsOwnCallback) {
     done = true;
     changed.notify_all();
   });
-  held.Release();
+  http.Release("");
   std::unique_lock<std::mutex> lock(mutex);
   ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return done; }));
   EXPECT_EQ(calls, 1);
@@ -50,7 +50,7 @@ TEST_F(SubscriptionConcurrency, EndedFromAnotherThreadWaitsForTheRunningCallback
   Client client(Options());
   ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   ServeRemote();
-  held.Hold();
+  http.Hold("");
 
   std::mutex mutex;
   std::condition_variable changed;
@@ -66,7 +66,7 @@ TEST_F(SubscriptionConcurrency, EndedFromAnotherThreadWaitsForTheRunningCallback
     seen = captured;
     finished = true;
   });
-  held.Release();
+  http.Release("");
   {
     std::unique_lock<std::mutex> lock(mutex);
     ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return entered; }));
