@@ -5,11 +5,17 @@
 #include <httplib.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <ctime>
+#include <future>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "ConfigServer.h"
 #include "DevSignature.h"
@@ -40,12 +46,44 @@ httplib::Headers SignedHeaders(const std::string& path, const std::string& appKe
                                                                       deviceId, timestamp))}};
 }
 
+// The server's log, which a test can wait on.
+class CapturedLog {
+ public:
+  OstrelServer::ConfigServer::LogSink Sink() {
+    return [this](const std::string& line) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      lines_.push_back(line);
+      changed_.notify_all();
+    };
+  }
+  // Waits up to ten seconds until count lines end with suffix.
+  bool WaitFor(const std::string& suffix, size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
+      return static_cast<size_t>(
+                 std::count_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
+                   return line.size() >= suffix.size() &&
+                          line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0;
+                 })) >= count;
+    });
+  }
+  std::vector<std::string> Lines() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> lines_;
+};
+
 class ServerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     data_.Write("app/ui.json", Standard("{\"theme\":\"dark\"}"));
     data_.Write("other/ui.json", Standard("{\"theme\":\"blue\"}"));
-    server_.reset(new OstrelServer::ConfigServer(data_.path()));
+    server_.reset(new OstrelServer::ConfigServer(data_.path(), log_.Sink()));
     ASSERT_TRUE(server_->Start("127.0.0.1", 0));
     client_.reset(new httplib::Client("127.0.0.1", server_->Port()));
     client_->set_read_timeout(5, 0);
@@ -88,6 +126,7 @@ class ServerTest : public ::testing::Test {
   }
 
   TempFolder data_;
+  CapturedLog log_;
   std::unique_ptr<OstrelServer::ConfigServer> server_;
   std::unique_ptr<httplib::Client> client_;
 };
@@ -195,6 +234,85 @@ TEST_F(ServerTest, ServesResourcesOnTheCdnPathSignedToTheirOwnAppAndTheGatewayNo
   auto nothing = client_->Get("/admin/notice?appKey=nobody");
   ASSERT_EQ(Status(nothing), 200);
   EXPECT_EQ(nothing->body, "");
+}
+
+// A long-poll answers once a publication gives its app a new index, or when
+// its wait is over; the default pool serves other requests meanwhile.
+TEST_F(ServerTest, NoticeLongPollAnswersOnPublicationWhileOtherRequestsAreServed) {
+  auto notice = [this](const std::string& query) {
+    httplib::Client client("127.0.0.1", server_->Port());
+    client.set_read_timeout(20, 0);
+    auto result = client.Get("/admin/notice?appKey=app" + query);
+    return result && result->status == 200 ? result->body
+                                           : "status " + std::to_string(Status(result));
+  };
+  // The index a gateway notice names.
+  auto indexOf = [](const std::string& body) {
+    const size_t start = body.find("resourceId=") + 11;
+    return body.substr(start, body.find("&protocol") - start);
+  };
+  const std::string before = notice("");
+  const std::string known = indexOf(before);
+  ASSERT_EQ(known.rfind("app/index-", 0), 0u) << before;
+  EXPECT_EQ(notice("&known=other&wait=30"), before);  // already behind: at once
+  EXPECT_EQ(notice("&wait=2x"), "status 400");
+
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(notice("&known=" + known + "&wait=1"), before);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(950));
+
+  // More long-polls than the four threads a small pool would have.
+  constexpr int kPolls = 6;
+  std::vector<std::future<std::string>> polls;
+  for (int i = 0; i < kPolls; ++i) {
+    polls.push_back(std::async(std::launch::async, notice, "&known=" + known + "&wait=30"));
+  }
+  ASSERT_TRUE(log_.WaitFor(" waiting up to 30 s for a new index of app", kPolls));
+  client_->set_read_timeout(2, 0);
+  EXPECT_EQ(Check("0", "0", "nobody"), "{}");
+
+  data_.Write("app/ui.json", Standard("{\"theme\":\"light\"}"));
+  server_->Publish();
+  const std::string after = notice("");
+  EXPECT_NE(after, before);
+  for (auto& poll : polls) {
+    ASSERT_EQ(poll.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(poll.get(), after);
+  }
+
+  // Stopping ends a wait at once.
+  auto pending = std::async(std::launch::async, notice, "&known=" + indexOf(after) + "&wait=30");
+  ASSERT_TRUE(log_.WaitFor(" waiting up to 30 s for a new index of app", kPolls + 1));
+  server_->Stop();
+  EXPECT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+// Each line starts with the UTC time it was written.
+TEST_F(ServerTest, LogLinesCarryTheirTime) {
+  const auto before = std::chrono::system_clock::now();
+  ASSERT_EQ(Status(client_->Get("/app/none")), 404);
+  ASSERT_TRUE(log_.WaitFor(" GET /app/none -> 404", 1));
+  const std::vector<std::string> lines = log_.Lines();
+  const std::string line = lines.back();
+  ASSERT_EQ(line.size(), 24 + std::strlen(" GET /app/none -> 404")) << line;
+  std::tm utc{};
+  ASSERT_NE(strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S", &utc), nullptr) << line;
+  EXPECT_EQ(line.substr(19, 1), ".");
+  EXPECT_EQ(line.substr(23, 1), "Z");
+  const auto written = std::chrono::system_clock::from_time_t(timegm(&utc)) +
+                       std::chrono::milliseconds(std::stoi(line.substr(20, 3)));
+  EXPECT_LE(before - std::chrono::milliseconds(1), written) << line;
+  EXPECT_LE(written, std::chrono::system_clock::now()) << line;
+}
+
+TEST(ConfigServer, RefusesToStartWithoutItsDataFolder) {
+  TempFolder parent;
+  std::vector<std::string> lines;
+  OstrelServer::ConfigServer server(parent.path() + "/missing",
+                                    [&lines](const std::string& line) { lines.push_back(line); });
+  EXPECT_FALSE(server.Start("127.0.0.1", 0));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].substr(24), " no data folder " + parent.path() + "/missing");
 }
 
 TEST(DevSignLibrary, SignsLikeTheServerChecksThroughTheSdksAbi) {
