@@ -24,6 +24,7 @@
 
 namespace {
 
+using OstrelToolsTest::CapturedLog;
 using OstrelToolsTest::Standard;
 using OstrelToolsTest::TempFolder;
 
@@ -45,38 +46,6 @@ httplib::Headers SignedHeaders(const std::string& path, const std::string& appKe
           {"o-sign", OstrelDev::DevSign(appKey, OstrelDev::SignedText(path, appKey, "1.0.0",
                                                                       deviceId, timestamp))}};
 }
-
-// The server's log, which a test can wait on.
-class CapturedLog {
- public:
-  OstrelServer::ConfigServer::LogSink Sink() {
-    return [this](const std::string& line) {
-      std::lock_guard<std::mutex> lock(mutex_);
-      lines_.push_back(line);
-      changed_.notify_all();
-    };
-  }
-  // Waits up to ten seconds until count lines end with suffix.
-  bool WaitFor(const std::string& suffix, size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
-      return static_cast<size_t>(
-                 std::count_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
-                   return line.size() >= suffix.size() &&
-                          line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0;
-                 })) >= count;
-    });
-  }
-  std::vector<std::string> Lines() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return lines_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::string> lines_;
-};
 
 class ServerTest : public ::testing::Test {
  protected:
