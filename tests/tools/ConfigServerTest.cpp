@@ -36,11 +36,13 @@ std::string Now() {
 
 // The headers a client of the library sends, signed for path.
 httplib::Headers SignedHeaders(const std::string& path, const std::string& appKey,
-                               const std::string& timestamp = Now()) {
-  const std::string deviceId = "device 7";  // sent URL-encoded, signed raw
+                               const std::string& timestamp = Now(),
+                               const std::string& deviceId = "device 7",
+                               const std::string& sentDeviceId = "device+7") {
+  // The device id is sent URL-encoded and signed raw.
   return {{"o-app-key", appKey},
           {"o-app-version", "1.0.0"},
-          {"o-device-id", "device+7"},
+          {"o-device-id", sentDeviceId},
           {"o-timestamp", timestamp},
           {"o-sign-version", "1.0"},
           {"o-sign", OstrelDev::DevSign(appKey, OstrelDev::SignedText(path, appKey, "1.0.0",
@@ -102,6 +104,9 @@ class ServerTest : public ::testing::Test {
 
 TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
   EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app"))), 200);
+  EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app", Now(),
+                                                              "\t\xC3\xA9/", "%09%c3%A9%2F"))),
+            200);
   const char* const kRequired[] = {"o-app-key", "o-app-version", "o-device-id", "o-timestamp",
                                    "o-sign"};
   for (const char* name : kRequired) {
@@ -274,14 +279,19 @@ TEST_F(ServerTest, LogLinesCarryTheirTime) {
   EXPECT_LE(written, std::chrono::system_clock::now()) << line;
 }
 
-TEST(ConfigServer, RefusesToStartWithoutItsDataFolder) {
-  TempFolder parent;
+TEST_F(ServerTest, RefusesToStartWithoutItsDataFolderOrAddress) {
   std::vector<std::string> lines;
-  OstrelServer::ConfigServer server(parent.path() + "/missing",
-                                    [&lines](const std::string& line) { lines.push_back(line); });
-  EXPECT_FALSE(server.Start("127.0.0.1", 0));
+  OstrelServer::ConfigServer missing(data_.path() + "/missing",
+                                     [&lines](const std::string& line) { lines.push_back(line); });
+  EXPECT_FALSE(missing.Start("127.0.0.1", 0));
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].substr(24), " no data folder " + parent.path() + "/missing");
+  EXPECT_EQ(lines[0].substr(24), " no data folder " + data_.path() + "/missing");
+
+  // An address of no interface here, with a port picked and a port given.
+  for (int port : {0, 8686}) {
+    OstrelServer::ConfigServer server(data_.path());
+    EXPECT_FALSE(server.Start("203.0.113.7", port)) << port;
+  }
 }
 
 TEST(DevSignLibrary, SignsLikeTheServerChecksThroughTheSdksAbi) {

@@ -187,6 +187,12 @@ TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
   } kCases[] = {
       {"app/x.json", "{\"type\":\"STANDARD\",\n \"content\":{\"n\":1}}",
        "app/x.json: line 2, column 17: value of \"n\" is not a string"},
+      {"app/x.json",
+       "{\"type\":\"STANDARD\",\"n\":[12,true,null,-1.5e3,18446744073709551615],"
+       "\"content\":{}}",
+       "app/x.json: line 1, column 77: a STANDARD \"content\" must be a non-empty object"},
+      {"app/x.json", std::string(100000, '[') + std::string(100000, ']'),
+       "app/x.json: line 1, column 1: not a JSON object"},
       {"app/x.json", "{\"type\":\"STANDARD\",\"content\":{}}",
        "app/x.json: line 1, column 30: a STANDARD \"content\" must be a non-empty object"},
       {"app/x.json", "{\"type\":\"STANDARD\"}",

@@ -10,6 +10,10 @@
 namespace OstrelServer {
 namespace {
 
+// The deepest value a refusal points at: a key of a candidate's content,
+// /candidates/<i>/content/<key>.
+constexpr size_t kLocatedDepth = 4;
+
 // "line L, column C" of a byte offset; columns count bytes, from 1.
 std::string Position(const std::string& text, size_t offset) {
   if (offset > text.size()) offset = text.size();
@@ -35,18 +39,42 @@ class LocatingHandler {
                   std::map<std::string, size_t>& offsets)
       : document_(document), offsets_(offsets), text_(text) {}
 
-  bool Null() { return Value() && document_.Null(); }
-  bool Bool(bool b) { return Value() && document_.Bool(b); }
-  bool Int(int i) { return Value() && document_.Int(i); }
-  bool Uint(unsigned i) { return Value() && document_.Uint(i); }
-  bool Int64(int64_t i) { return Value() && document_.Int64(i); }
-  bool Uint64(uint64_t i) { return Value() && document_.Uint64(i); }
-  bool Double(double d) { return Value() && document_.Double(d); }
+  bool Null() {
+    OpenValue();
+    return document_.Null();
+  }
+  bool Bool(bool b) {
+    OpenValue();
+    return document_.Bool(b);
+  }
+  bool Int(int i) {
+    OpenValue();
+    return document_.Int(i);
+  }
+  bool Uint(unsigned i) {
+    OpenValue();
+    return document_.Uint(i);
+  }
+  bool Int64(int64_t i) {
+    OpenValue();
+    return document_.Int64(i);
+  }
+  bool Uint64(uint64_t i) {
+    OpenValue();
+    return document_.Uint64(i);
+  }
+  bool Double(double d) {
+    OpenValue();
+    return document_.Double(d);
+  }
+  // Only called when numbers are read as text, which Parse never asks for.
   bool RawNumber(const char* str, rapidjson::SizeType length, bool copy) {
-    return Value() && document_.RawNumber(str, length, copy);
+    OpenValue();
+    return document_.RawNumber(str, length, copy);
   }
   bool String(const char* str, rapidjson::SizeType length, bool copy) {
-    return Value() && document_.String(str, length, copy);
+    OpenValue();
+    return document_.String(str, length, copy);
   }
   bool StartObject() {
     const std::string pointer = OpenValue();
@@ -122,20 +150,18 @@ class LocatingHandler {
   // Records where the value that the reader just met begins; its pointer.
   std::string OpenValue() {
     std::string pointer;
+    const size_t start = NextToken();
+    lastOffset_ = TokenEnd(start);
+    // Pointers grow with the depth, and a file of nested brackets would make
+    // their total size quadratic; no check looks deeper than this.
+    if (frames_.size() > kLocatedDepth) return pointer;
     if (!frames_.empty()) {
       Frame& parent = frames_.back();
       pointer =
           parent.pointer + "/" + (parent.object ? parent.key : std::to_string(parent.elements++));
     }
-    const size_t start = NextToken();
     offsets_[pointer] = start;
-    lastOffset_ = TokenEnd(start);
     return pointer;
-  }
-
-  bool Value() {
-    OpenValue();
-    return true;
   }
 
   rapidjson::Document& document_;
@@ -151,7 +177,8 @@ class LocatingHandler {
 struct Generator {
   bool operator()(rapidjson::Document& document) {
     LocatingHandler locating(document, stream.head_, offsets);
-    result = reader.Parse(stream, locating);
+    // Iterative: a file of nested brackets must not exhaust the stack.
+    result = reader.Parse<rapidjson::kParseIterativeFlag>(stream, locating);
     duplicate = locating.Duplicate();
     duplicateOffset = locating.DuplicateOffset();
     return !result.IsError();

@@ -24,7 +24,8 @@ class LocatedJson {
 
   // "line L, column C" of the value at pointer, a JSON pointer such as
   // "/content/theme" or "/candidates/0/match" (keys taken as they are, no
-  // escaping); the document's start when the pointer names no value.
+  // escaping); the document's start when the pointer names no value or one
+  // nested deeper than four levels, which are not located.
   std::string Where(const std::string& pointer) const;
 
  private:
