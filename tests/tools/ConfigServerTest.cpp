@@ -105,7 +105,7 @@ class ServerTest : public ::testing::Test {
 TEST_F(ServerTest, RefusesRequestsWithoutAValidSignature) {
   EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app"))), 200);
   EXPECT_EQ(Status(client_->Get("/checkUpdate", SignedHeaders("/checkUpdate", "app", Now(),
-                                                              "\t\xC3\xA9/", "%09%c3%A9%2F"))),
+                                                              "\xC3\xA9/ \t", "%c3%A9%2F+%09"))),
             200);
   const char* const kRequired[] = {"o-app-key", "o-app-version", "o-device-id", "o-timestamp",
                                    "o-sign"};
@@ -169,10 +169,16 @@ TEST_F(ServerTest, AnswersTheUpdateCheckOnlyToClientsBehind) {
 
   // A change counts once it is published; then the old version is behind.
   data_.Write("app/ui.json", Standard("{\"theme\":\"light\"}"));
+  data_.Write("app/bad.json", Standard("{\"n\":1}"));
   EXPECT_EQ(Check(version, version), "{}");
   auto published = client_->Post("/admin/publish", "", "application/json");
   ASSERT_EQ(Status(published), 200);
-  EXPECT_EQ(published->body.find("{\"changed\":[\"app/ui v"), 0u) << published->body;
+  rapidjson::Document answer;
+  answer.Parse(published->body.c_str());
+  ASSERT_TRUE(answer.IsObject()) << published->body;
+  EXPECT_EQ(std::string(answer["changed"][0].GetString()).rfind("app/ui v", 0), 0u);
+  EXPECT_EQ(std::string(answer["errors"][0].GetString()),
+            "app/bad.json: line 1, column 35: value of \"n\" is not a string");
   std::string newVersion;
   const std::string updated = CurrentNotice("app", &newVersion);
   EXPECT_NE(updated, current);
@@ -259,6 +265,13 @@ TEST_F(ServerTest, NoticeLongPollAnswersOnPublicationWhileOtherRequestsAreServed
   ASSERT_TRUE(log_.WaitFor(" waiting up to 30 s for a new index of app", kPolls + 1));
   server_->Stop();
   EXPECT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  // Only the requests that had to wait said so.
+  const std::vector<std::string> lines = log_.Lines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.find(" waiting up to ") != std::string::npos;
+                          }),
+            kPolls + 2);
 }
 
 // Each line starts with the UTC time it was written.

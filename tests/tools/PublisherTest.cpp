@@ -221,6 +221,11 @@ TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
        "a\","
        "\"content\":[]}]}",
        "app/x.json: line 2, column 46: a STANDARD \"content\" must be a non-empty object"},
+      {"app/x.json",
+       "{\"type\":\"STANDARD\",\"content\":{\"a\":\"b\"},\n\"candidates\":[{\"match\":\"m_brand="
+       "a\","
+       "\"content\":{\"a\":\"b\",\"c\":false}}]}",
+       "app/x.json: line 2, column 59: value of \"c\" is not a string"},
       {"app/x.json", "[1]", "app/x.json: line 1, column 1: not a JSON object"},
       {"app/x.json", "{\"type\":\n", "app/x.json: line 2, column 1: Invalid value."},
       {"app/x.json", std::string("{}\0{", 4), "app/x.json: line 1, column 3: a NUL byte"},
@@ -232,12 +237,13 @@ TEST(Publisher, RefusesFilesTheLibraryWouldRejectAndKeepsTheLastGoodOne) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.text);
     TempFolder data;
-    data.Write("app/good.json", Standard("{\"a\":\"b\"}"));
+    // Every kind of character a name may hold.
+    data.Write("app/az.AZ_09-.json", Standard("{\"a\":\"b\"}"));
     data.Write(c.file, c.text);
     Publisher publisher(Options(data, "c"), [] { return kNow; });
     const PublishReport report = publisher.Publish();
     EXPECT_EQ(report.errors, std::vector<std::string>{c.error});
-    EXPECT_EQ(report.changed, std::vector<std::string>{"app/good v1000"});
+    EXPECT_EQ(report.changed, std::vector<std::string>{"app/az.AZ_09- v1000"});
   }
 
   TempFolder data;

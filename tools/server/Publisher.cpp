@@ -165,11 +165,13 @@ PublishReport Publisher::Publish() {
 
 bool Publisher::InsideDataDir(const fs::path& path, const std::string& shown,
                               PublishReport& report) const {
+  // Fails only when the folder or the entry went away while being read.
+  std::error_code rootError;
   std::error_code error;
-  const fs::path root = fs::canonical(options_.dataDir, error);
+  const fs::path root = fs::canonical(options_.dataDir, rootError);
   const fs::path target = fs::canonical(path, error);
-  if (error) {
-    report.errors.push_back(shown + ": " + error.message());
+  if (rootError || error) {
+    report.errors.push_back(shown + ": " + (rootError ? rootError : error).message());
     return false;
   }
   // Component by component, so that "data-other" is not taken for "data".

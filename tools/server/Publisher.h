@@ -94,7 +94,9 @@ class Publisher {
 
   const PublishOptions options_;
   const Clock clock_;
-  const std::unique_ptr<TreeExport> export_;  // null without an export folder
+  // Null without an export folder; used by Publish only, which
+  // publishMutex_ serialises.
+  const std::unique_ptr<TreeExport> export_;
   int64_t lastVersion_ = 0;  // touched by Publish only, which publishMutex_ serialises
 
   std::mutex publishMutex_;  // one Publish at a time; taken before mutex_
