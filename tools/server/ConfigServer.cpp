@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -21,29 +22,12 @@ constexpr int kStartWaitMs = 5000;
 
 const char kJson[] = "application/json";
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// Header values arrive URL-encoded (space as "+"); the signature covers them raw.
-std::string UrlDecode(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '+') {
-      out.push_back(' ');
-    } else if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-               HexValue(text[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
-      i += 2;
-    } else {
-      out.push_back(text[i]);
-    }
-  }
-  return out;
+// Header values arrive URL-encoded (space as "+"); the signature covers them
+// raw. cpp-httplib has already decoded the %XX escapes of every header value
+// (decoding again would turn a "%41" the client meant into "A"), but not "+".
+std::string PlusAsSpace(std::string text) {
+  std::replace(text.begin(), text.end(), '+', ' ');
+  return text;
 }
 
 std::string EscapeJson(const std::string& text) {
@@ -227,10 +211,10 @@ bool ConfigServer::Authenticate(const httplib::Request& req, httplib::Response& 
                " s of the server's clock");
     return false;
   }
-  appKey = UrlDecode(req.get_header_value("o-app-key"));
+  appKey = PlusAsSpace(req.get_header_value("o-app-key"));
   const std::string text =
-      OstrelDev::SignedText(req.path, appKey, UrlDecode(req.get_header_value("o-app-version")),
-                            UrlDecode(req.get_header_value("o-device-id")), timestamp);
+      OstrelDev::SignedText(req.path, appKey, PlusAsSpace(req.get_header_value("o-app-version")),
+                            PlusAsSpace(req.get_header_value("o-device-id")), timestamp);
   if (!OstrelDev::DevVerify(appKey, text, req.get_header_value("o-sign"))) {
     Refuse(res, 403, "bad signature");
     return false;
