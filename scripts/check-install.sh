@@ -21,4 +21,13 @@ flags="$(PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" pkg-config --define-pre
 # shellcheck disable=SC2086
 c++ -std=c++17 "$consumer/main.cpp" $flags -o "$scratch/pkgconfig-consumer"
 LD_LIBRARY_PATH="$scratch/prefix/lib" "$scratch/pkgconfig-consumer"
+if [[ -x "$build/tools/ostrel-server" ]]; then
+  # The tools install as a component of their own, the signer apart.
+  cmake --install "$build" --prefix "$scratch/tools" --component tools >/dev/null
+  for file in bin/ostrel-server bin/ostrel-cli lib/ostrel/devsign/libKelsafeProxy.so; do
+    [[ -e "$scratch/tools/$file" ]] || { echo "tools component lacks $file"; exit 1; }
+  done
+  [[ ! -e "$scratch/tools/lib/libOstrelSdk.so" ]] || { echo "tools component holds the SDK"; exit 1; }
+  "$scratch/prefix/bin/ostrel-server" --help >/dev/null
+fi
 echo "install check passed"

@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   rapidjson-dev libssl-dev
   libcurl4-openssl-dev libsqlite3-dev libcpp-httplib-dev
+  nginx-light
   clang libclang-rt-14-dev
 )
 if [[ $# -gt 0 ]]; then packages+=("$@"); fi

@@ -1,11 +1,17 @@
 // Shared set-up of the tools tests: a data folder in a temporary directory,
-// and an ostrel-server serving it on a loopback port.
+// and a server log that a test can wait on.
 #ifndef OSTREL_TESTS_TOOLS_TOOLSFIXTURE_H_
 #define OSTREL_TESTS_TOOLS_TOOLSFIXTURE_H_
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "ScratchDir.h"
 
@@ -29,6 +35,38 @@ class TempFolder : public OstrelTest::ScratchDir {
 inline std::string Standard(const std::string& contentJson, const std::string& extra = "") {
   return "{\"type\":\"STANDARD\",\"content\":" + contentJson + extra + "}";
 }
+
+// The server's log, which a test can wait on.
+class CapturedLog {
+ public:
+  std::function<void(const std::string&)> Sink() {
+    return [this](const std::string& line) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      lines_.push_back(line);
+      changed_.notify_all();
+    };
+  }
+  // Waits up to ten seconds until count lines end with suffix.
+  bool WaitFor(const std::string& suffix, size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
+      return static_cast<size_t>(
+                 std::count_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
+                   return line.size() >= suffix.size() &&
+                          line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0;
+                 })) >= count;
+    });
+  }
+  std::vector<std::string> Lines() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> lines_;
+};
 
 }  // namespace OstrelToolsTest
 

@@ -2,8 +2,12 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <utility>
 
 #include "DevSignature.h"
@@ -11,9 +15,6 @@
 namespace OstrelServer {
 namespace {
 
-// The few requests of one developer's clients; a fixed pool keeps the server
-// from growing threads under a misbehaving client.
-constexpr size_t kWorkerThreads = 4;
 // Every request of the protocol is a GET without body, and the admin POST
 // carries none either.
 constexpr size_t kMaxPayloadBytes = 64 * 1024;
@@ -21,29 +22,12 @@ constexpr int kStartWaitMs = 5000;
 
 const char kJson[] = "application/json";
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// Header values arrive URL-encoded (space as "+"); the signature covers them raw.
-std::string UrlDecode(const std::string& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '+') {
-      out.push_back(' ');
-    } else if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-               HexValue(text[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
-      i += 2;
-    } else {
-      out.push_back(text[i]);
-    }
-  }
-  return out;
+// Header values arrive URL-encoded (space as "+"); the signature covers them
+// raw. cpp-httplib has already decoded the %XX escapes of every header value
+// (decoding again would turn a "%41" the client meant into "A"), but not "+".
+std::string PlusAsSpace(std::string text) {
+  std::replace(text.begin(), text.end(), '+', ' ');
+  return text;
 }
 
 std::string EscapeJson(const std::string& text) {
@@ -70,22 +54,68 @@ std::string JsonList(const std::vector<std::string>& items) {
   return out + "]";
 }
 
+// "2026-11-23T14:05:09.120Z": UTC, so that lines from machines in different
+// zones line up.
+std::string LogTime(std::chrono::system_clock::time_point now) {
+  const auto sinceEpoch = now.time_since_epoch();
+  const std::time_t seconds = static_cast<std::time_t>(
+      std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count());
+  const long long millis =
+      std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count() % 1000;
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char date[24];
+  std::strftime(date, sizeof(date), "%Y-%m-%dT%H:%M:%S", &utc);
+  char fraction[8];
+  std::snprintf(fraction, sizeof(fraction), ".%03dZ", static_cast<int>(millis));
+  return std::string(date) + fraction;
+}
+
+// Whole seconds, digits only; false for anything else.
+bool ParseSeconds(const std::string& text, int& seconds) {
+  if (text.empty() || text.size() > 6 ||
+      text.find_first_not_of("0123456789") != std::string::npos) {
+    return false;
+  }
+  seconds = std::atoi(text.c_str());
+  return true;
+}
+
 // A missing or unreadable version counts as 0: the client has no index.
 long long VersionParam(const httplib::Request& req, const char* name) {
   if (!req.has_param(name)) return 0;
   return std::strtoll(req.get_param_value(name).c_str(), nullptr, 10);
 }
 
+ServerOptions OptionsFor(std::string dataDir) {
+  ServerOptions options;
+  options.publish.dataDir = std::move(dataDir);
+  return options;
+}
+
 }  // namespace
 
 ConfigServer::ConfigServer(std::string dataDir, LogSink log)
-    : dataDir_(std::move(dataDir)), log_(std::move(log)), http_(new httplib::Server()) {}
+    : ConfigServer(OptionsFor(std::move(dataDir)), std::move(log)) {}
+
+ConfigServer::ConfigServer(ServerOptions options, LogSink log)
+    : options_(std::move(options)), log_(std::move(log)), http_(new httplib::Server()) {}
 
 ConfigServer::~ConfigServer() { Stop(); }
 
 bool ConfigServer::Start(const std::string& host, int port) {
   if (thread_.joinable()) return false;
-  http_->new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
+  // Without its folder the server would serve nothing, and say so only
+  // through clients that find nothing.
+  std::error_code error;
+  if (!std::filesystem::is_directory(options_.publish.dataDir, error)) {
+    Log("no data folder " + options_.publish.dataDir);
+    return false;
+  }
+  // A fixed pool keeps the server from growing threads under a misbehaving
+  // client.
+  const size_t threads = options_.threads;
+  http_->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
   http_->set_payload_max_length(kMaxPayloadBytes);
   http_->set_logger([this](const httplib::Request& req, const httplib::Response& res) {
     Log(req.method + " " + req.target + " -> " + std::to_string(res.status));
@@ -104,18 +134,8 @@ bool ConfigServer::Start(const std::string& host, int port) {
         "{\"changed\":" + JsonList(report.changed) + ",\"errors\":" + JsonList(report.errors) + "}",
         kJson);
   });
-  // The notice in the key=value form that gateway responses carry, for hosts
-  // that relay it to the library's interceptor; empty while nothing is
-  // published. Unsigned, like the admin path: it names public resources only.
   http_->Get("/admin/notice", [this](const httplib::Request& req, httplib::Response& res) {
-    IndexNotice notice;
-    if (!publisher_->Notice(req.get_param_value("appKey"), notice)) {
-      res.set_content("", "text/plain");
-      return;
-    }
-    res.set_content("cdn=" + notice.cdn + "&md5=" + notice.md5 +
-                        "&resourceId=" + notice.resourceId + "&protocol=http",
-                    "text/plain");
+    GatewayNotice(req, res);
   });
   http_->Get(R"(/(.+))", [this](const httplib::Request& req, httplib::Response& res) {
     std::string body;
@@ -133,7 +153,8 @@ bool ConfigServer::Start(const std::string& host, int port) {
     if (!http_->bind_to_port(host, port)) return false;
     port_ = port;
   }
-  publisher_.reset(new Publisher(dataDir_, host + ":" + std::to_string(port_)));
+  if (options_.publish.cdn.empty()) options_.publish.cdn = host + ":" + std::to_string(port_);
+  publisher_.reset(new Publisher(options_.publish));
   Publish();
   thread_ = std::thread([this] { http_->listen_after_bind(); });
   // stop() only reaches a server that has begun listening.
@@ -145,6 +166,11 @@ bool ConfigServer::Start(const std::string& host, int port) {
 
 void ConfigServer::Stop() {
   if (!thread_.joinable()) return;
+  {
+    std::lock_guard<std::mutex> lock(waitMutex_);
+    stopping_ = true;
+  }
+  published_.notify_all();
   http_->stop();
   thread_.join();
 }
@@ -154,6 +180,11 @@ PublishReport ConfigServer::Publish() {
   PublishReport report = publisher_->Publish();
   for (const auto& line : report.changed) Log("published " + line);
   for (const auto& line : report.errors) Log("refused " + line);
+  {
+    std::lock_guard<std::mutex> lock(waitMutex_);
+    ++publications_;
+  }
+  published_.notify_all();
   return report;
 }
 
@@ -180,10 +211,10 @@ bool ConfigServer::Authenticate(const httplib::Request& req, httplib::Response& 
                " s of the server's clock");
     return false;
   }
-  appKey = UrlDecode(req.get_header_value("o-app-key"));
+  appKey = PlusAsSpace(req.get_header_value("o-app-key"));
   const std::string text =
-      OstrelDev::SignedText(req.path, appKey, UrlDecode(req.get_header_value("o-app-version")),
-                            UrlDecode(req.get_header_value("o-device-id")), timestamp);
+      OstrelDev::SignedText(req.path, appKey, PlusAsSpace(req.get_header_value("o-app-version")),
+                            PlusAsSpace(req.get_header_value("o-device-id")), timestamp);
   if (!OstrelDev::DevVerify(appKey, text, req.get_header_value("o-sign"))) {
     Refuse(res, 403, "bad signature");
     return false;
@@ -205,8 +236,8 @@ void ConfigServer::CheckUpdate(const httplib::Request& req, httplib::Response& r
     return;
   }
   res.set_content("{\"cdn\":\"" + EscapeJson(notice.cdn) + "\",\"md5\":\"" + notice.md5 +
-                      "\",\"protocol\":\"http\",\"resourceId\":\"" + EscapeJson(notice.resourceId) +
-                      "\"}",
+                      "\",\"protocol\":\"" + options_.cdnProtocol + "\",\"resourceId\":\"" +
+                      EscapeJson(notice.resourceId) + "\"}",
                   kJson);
 }
 
@@ -224,8 +255,57 @@ void ConfigServer::DownloadResource(const httplib::Request& req, httplib::Respon
   res.set_content(body, kJson);
 }
 
+// The notice in the key=value form that gateway responses carry, for hosts
+// that relay it to the library's interceptor; empty while nothing is
+// published. Unsigned, like the admin path: it names public resources only.
+// With wait=N it is a long-poll: while the current index is still the one
+// named by known, it answers only once a publication changes it or N
+// seconds have passed.
+void ConfigServer::GatewayNotice(const httplib::Request& req, httplib::Response& res) {
+  const std::string appKey = req.get_param_value("appKey");
+  const std::string known = req.get_param_value("known");
+  int waitSeconds = 0;
+  if (req.has_param("wait") && !ParseSeconds(req.get_param_value("wait"), waitSeconds)) {
+    Refuse(res, 400, "wait must be whole seconds");
+    return;
+  }
+  if (waitSeconds > kMaxNoticeWaitSeconds) waitSeconds = kMaxNoticeWaitSeconds;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(waitSeconds);
+  // Counted before the notice is read: Publish counts after it swaps the
+  // publication in, so a publication between the two is never missed.
+  unsigned long seen = 0;
+  {
+    std::lock_guard<std::mutex> lock(waitMutex_);
+    seen = publications_;
+  }
+  IndexNotice notice;
+  bool found = publisher_->Notice(appKey, notice);
+  if (waitSeconds > 0 && notice.resourceId == known) {
+    Log("waiting up to " + std::to_string(waitSeconds) + " s for a new index of " + appKey);
+  }
+  while (waitSeconds > 0 && notice.resourceId == known) {
+    std::unique_lock<std::mutex> lock(waitMutex_);
+    if (!published_.wait_until(lock, deadline,
+                               [&] { return stopping_ || publications_ != seen; }) ||
+        stopping_) {
+      break;
+    }
+    seen = publications_;
+    lock.unlock();
+    notice = IndexNotice();
+    found = publisher_->Notice(appKey, notice);
+  }
+  if (!found) {
+    res.set_content("", "text/plain");
+    return;
+  }
+  res.set_content("cdn=" + notice.cdn + "&md5=" + notice.md5 + "&resourceId=" + notice.resourceId +
+                      "&protocol=" + options_.cdnProtocol,
+                  "text/plain");
+}
+
 void ConfigServer::Log(const std::string& line) const {
-  if (log_) log_(line);
+  if (log_) log_(LogTime(std::chrono::system_clock::now()) + " " + line);
 }
 
 }  // namespace OstrelServer

@@ -11,8 +11,10 @@
 #include <fstream>
 #include <initializer_list>
 #include <set>
-#include <sstream>
 #include <utility>
+
+#include "NamespaceFile.h"
+#include "TreeExport.h"
 
 namespace OstrelServer {
 namespace {
@@ -45,80 +47,18 @@ bool IsPlainName(const std::string& name) {
   });
 }
 
-bool ReadFile(const fs::path& path, std::string& text) {
+// Reads at most limit bytes; a text of exactly limit bytes may have been cut.
+bool ReadFile(const fs::path& path, size_t limit, std::string& text) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  text = buffer.str();
+  text.resize(limit);
+  in.read(&text[0], static_cast<std::streamsize>(limit));
+  text.resize(static_cast<size_t>(in.gcount()));
   return !in.bad();
 }
 
-// One namespace file, checked against what the library will accept.
-struct NamespaceFile {
-  rapidjson::Document json;
-  std::string type;
-  std::string loadLevel = "DEFAULT";
-};
-
-// Empty when content suits type; otherwise why not.
-std::string CheckContent(const std::string& type, const rapidjson::Value* content) {
-  if (content == nullptr) return "\"content\" is missing";
-  if (type == "CUSTOM") {
-    if (!content->IsString() || content->GetStringLength() == 0) {
-      return "a CUSTOM \"content\" must be a non-empty string";
-    }
-    return std::string();
-  }
-  if (!content->IsObject() || content->MemberCount() == 0) {
-    return "a STANDARD \"content\" must be a non-empty object";
-  }
-  for (const auto& member : content->GetObject()) {
-    if (!member.value.IsString()) {
-      return std::string("value of \"") + member.name.GetString() + "\" is not a string";
-    }
-  }
-  return std::string();
-}
-
-std::string ParseNamespaceFile(const std::string& text, NamespaceFile& file) {
-  file.json.Parse(text.data(), text.size());
-  if (file.json.HasParseError() || !file.json.IsObject()) return "not a JSON object";
-  const rapidjson::Value& root = file.json;
-  auto type = root.FindMember("type");
-  if (type == root.MemberEnd() || !type->value.IsString()) return "\"type\" is missing";
-  file.type = type->value.GetString();
-  if (file.type != "STANDARD" && file.type != "CUSTOM") {
-    return "\"type\" must be STANDARD or CUSTOM";
-  }
-  auto loadLevel = root.FindMember("loadLevel");
-  if (loadLevel != root.MemberEnd()) {
-    if (!loadLevel->value.IsString() || loadLevel->value.GetStringLength() == 0) {
-      return "\"loadLevel\" must be a non-empty string";
-    }
-    file.loadLevel = loadLevel->value.GetString();
-  }
-  auto content = root.FindMember("content");
-  std::string problem =
-      CheckContent(file.type, content == root.MemberEnd() ? nullptr : &content->value);
-  if (!problem.empty()) return problem;
-  auto candidates = root.FindMember("candidates");
-  if (candidates == root.MemberEnd()) return std::string();
-  if (!candidates->value.IsArray()) return "\"candidates\" must be an array";
-  for (const auto& candidate : candidates->value.GetArray()) {
-    if (!candidate.IsObject()) return "a candidate must be an object";
-    auto match = candidate.FindMember("match");
-    if (match == candidate.MemberEnd() || !match->value.IsString() ||
-        match->value.GetStringLength() == 0) {
-      return "a candidate needs a non-empty \"match\"";
-    }
-    auto candidateContent = candidate.FindMember("content");
-    problem = CheckContent(
-        file.type, candidateContent == candidate.MemberEnd() ? nullptr : &candidateContent->value);
-    if (!problem.empty()) return "candidate: " + problem;
-  }
-  return std::string();
-}
+// Names the library keeps for itself and never loads as namespaces.
+bool IsReservedName(const std::string& name) { return name == "ostrel" || name == "ostrel.index"; }
 
 // String members, in the order given.
 void Strings(Writer& writer, std::initializer_list<std::pair<const char*, std::string>> members) {
@@ -141,8 +81,8 @@ std::string ConfigDocument(const std::string& appKey, const std::string& name,
                    {"id", appKey + "/" + name},
                    {"name", name},
                    {"resourceId", resourceId},
-                   {"type", file.type},
-                   {"loadLevel", file.loadLevel},
+                   {"type", file.Type()},
+                   {"loadLevel", file.LoadLevel()},
                    {"version", std::to_string(version)},
                    {"createTime", std::to_string(createTime)}});
   writer.Key("content");
@@ -153,8 +93,12 @@ std::string ConfigDocument(const std::string& appKey, const std::string& name,
 
 }  // namespace
 
-Publisher::Publisher(std::string dataDir, std::string cdn, Clock clock)
-    : dataDir_(std::move(dataDir)), cdn_(std::move(cdn)), clock_(std::move(clock)) {}
+Publisher::Publisher(PublishOptions options, Clock clock)
+    : options_(std::move(options)),
+      clock_(std::move(clock)),
+      export_(options_.exportDir.empty() ? nullptr : new TreeExport(options_.exportDir)) {}
+
+Publisher::~Publisher() = default;
 
 int64_t Publisher::NextVersion() {
   const int64_t now = clock_ ? clock_()
@@ -176,9 +120,9 @@ PublishReport Publisher::Publish() {
   std::map<std::string, Application> next;
   std::set<std::string> seen;
   std::error_code error;
-  fs::directory_iterator folders(dataDir_, error);
+  fs::directory_iterator folders(options_.dataDir, error);
   if (error) {
-    report.errors.push_back(dataDir_ + ": " + error.message());
+    report.errors.push_back(options_.dataDir + ": " + error.message());
   } else {
     for (const auto& entry : folders) {
       if (!entry.is_directory(error)) continue;
@@ -187,6 +131,7 @@ PublishReport Publisher::Publish() {
         report.errors.push_back(appKey + ": an app key may hold only letters, digits, - _ .");
         continue;
       }
+      if (!InsideDataDir(entry.path(), appKey, report)) continue;
       seen.insert(appKey);
       Application app = apps[appKey];
       if (PublishApplication(appKey, entry.path().string(), app, report)) {
@@ -201,31 +146,81 @@ PublishReport Publisher::Publish() {
       report.changed.push_back(app.first + " removed");
     }
   }
+  if (export_) {
+    // Written before the new index is announced, so that a client never
+    // hears of a resource the static server lacks.
+    std::map<std::string, std::string> resources;
+    for (const auto& app : next) {
+      resources[app.second.index.resourceId] = app.second.indexBody;
+      for (const auto& ns : app.second.namespaces) {
+        resources.insert(ns.second.files.begin(), ns.second.files.end());
+      }
+    }
+    for (auto& line : export_->Write(resources)) report.errors.push_back(std::move(line));
+  }
   std::lock_guard<std::mutex> lock(mutex_);
   apps_ = std::move(next);
   return report;
 }
 
-bool Publisher::PublishApplication(const std::string& appKey, const std::string& folder,
-                                   Application& app, PublishReport& report) {
+bool Publisher::InsideDataDir(const fs::path& path, const std::string& shown,
+                              PublishReport& report) const {
+  // Fails only when the folder or the entry went away while being read.
+  std::error_code rootError;
+  std::error_code error;
+  const fs::path root = fs::canonical(options_.dataDir, rootError);
+  const fs::path target = fs::canonical(path, error);
+  if (rootError || error) {
+    report.errors.push_back(shown + ": " + (rootError ? rootError : error).message());
+    return false;
+  }
+  // Component by component, so that "data-other" is not taken for "data".
+  auto mismatch = std::mismatch(root.begin(), root.end(), target.begin(), target.end());
+  if (mismatch.first != root.end()) {
+    report.errors.push_back(shown + ": a link that leaves the data folder");
+    return false;
+  }
+  return true;
+}
+
+std::map<std::string, std::string> Publisher::ReadFolder(const std::string& appKey,
+                                                         const std::string& folder,
+                                                         PublishReport& report) {
   std::map<std::string, std::string> texts;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(folder, error)) {
     const fs::path& path = entry.path();
     if (!entry.is_regular_file(error) || path.extension() != ".json") continue;
     const std::string name = path.stem().string();
+    const std::string shown = appKey + "/" + path.filename().string();
     if (!IsPlainName(name)) {
-      report.errors.push_back(appKey + "/" + path.filename().string() +
-                              ": a namespace name may hold only letters, digits, - _ .");
+      report.errors.push_back(shown + ": a namespace name may hold only letters, digits, - _ .");
       continue;
     }
-    if (!ReadFile(path, texts[name])) {
-      report.errors.push_back(appKey + "/" + name + ": cannot be read");
-      texts.erase(name);
+    if (IsReservedName(name)) {
+      report.errors.push_back(shown + ": the library keeps the name \"" + name + "\" for itself");
+      continue;
     }
+    if (!InsideDataDir(path, shown, report)) continue;
+    std::string text;
+    if (!ReadFile(path, options_.maxFileBytes + 1, text)) {
+      report.errors.push_back(shown + ": cannot be read");
+      continue;
+    }
+    if (text.size() > options_.maxFileBytes) {
+      report.errors.push_back(shown + ": larger than the limit of " +
+                              std::to_string(options_.maxFileBytes) + " bytes");
+      continue;
+    }
+    texts[name] = std::move(text);
   }
   if (error) report.errors.push_back(folder + ": " + error.message());
+  return texts;
+}
 
+bool Publisher::PublishApplication(const std::string& appKey, const std::string& folder,
+                                   Application& app, PublishReport& report) {
+  const std::map<std::string, std::string> texts = ReadFolder(appKey, folder, report);
   bool changed = false;
   for (auto it = app.namespaces.begin(); it != app.namespaces.end();) {
     if (texts.count(it->first) == 0) {
@@ -241,7 +236,7 @@ bool Publisher::PublishApplication(const std::string& appKey, const std::string&
     auto existing = app.namespaces.find(name);
     if (existing != app.namespaces.end() && existing->second.fileText == text.second) continue;
     NamespaceFile file;
-    const std::string problem = ParseNamespaceFile(text.second, file);
+    const std::string problem = file.Read(text.second);
     if (!problem.empty()) {
       report.errors.push_back(
           appKey + "/" + name + ".json: " + problem +
@@ -254,25 +249,24 @@ bool Publisher::PublishApplication(const std::string& appKey, const std::string&
     const int64_t createTime = ns.version * 1000;
     const std::string base = appKey + "/ns/" + name + "/" + std::to_string(ns.version);
     const std::string resourceId = base + ".json";
-    const std::string body = ConfigDocument(appKey, name, resourceId, file, ns.version, createTime,
-                                            file.json["content"]);
+    const std::string body =
+        ConfigDocument(appKey, name, resourceId, file, ns.version, createTime, file.Content());
     ns.files[resourceId] = body;
 
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);
     writer.StartObject();
-    Strings(writer, {{"loadLevel", file.loadLevel},
+    Strings(writer, {{"loadLevel", file.LoadLevel()},
                      {"md5", Md5Hex(body)},
                      {"name", name},
                      {"resourceId", resourceId},
                      {"version", std::to_string(ns.version)},
-                     {"type", file.type}});
-    auto candidates = file.json.FindMember("candidates");
-    if (candidates != file.json.MemberEnd() && !candidates->value.Empty()) {
+                     {"type", file.Type()}});
+    if (!file.Candidates().Empty()) {
       writer.Key("candidates");
       writer.StartArray();
       int index = 0;
-      for (const auto& candidate : candidates->value.GetArray()) {
+      for (const auto& candidate : file.Candidates().GetArray()) {
         const std::string candidateId = base + "-c" + std::to_string(index++) + ".json";
         const std::string candidateBody = ConfigDocument(
             appKey, name, candidateId, file, ns.version, createTime, candidate["content"]);
@@ -308,7 +302,7 @@ void Publisher::RebuildIndex(const std::string& appKey, Application& app) {
     Strings(writer, {{"appKey", appKey},
                      {"appVersion", "*"},
                      {"id", appKey + "/index-" + versionText},
-                     {"cdn", cdn_},
+                     {"cdn", options_.cdn},
                      {"version", versionText},
                      {"appIndexVersion", versionText},
                      {"versionIndexVersion", versionText}});
@@ -323,7 +317,7 @@ void Publisher::RebuildIndex(const std::string& appKey, Application& app) {
   }
   const std::string body = buffer.GetString();
   app.indexBody = body;
-  app.index.cdn = cdn_;
+  app.index.cdn = options_.cdn;
   app.index.resourceId = appKey + "/index-" + versionText + ".json";
   app.index.md5 = Md5Hex(body);
   app.index.version = version;

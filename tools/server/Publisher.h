@@ -6,13 +6,17 @@
 #define OSTREL_TOOLS_SERVER_PUBLISHER_H_
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 namespace OstrelServer {
+
+class TreeExport;
 
 // Where the index of one application lies, as an update notice tells it.
 struct IndexNotice {
@@ -20,6 +24,20 @@ struct IndexNotice {
   std::string resourceId;
   std::string md5;
   int64_t version = 0;
+};
+
+struct PublishOptions {
+  // Holds <appKey>/<namespace>.json files.
+  std::string dataDir;
+  // "host[:port][/prefix]" under which clients reach the resources; the
+  // index and the notices name it.
+  std::string cdn;
+  // When set, every publication is also written there as a static tree
+  // (see TreeExport) before clients are told of it.
+  std::string exportDir;
+  // A namespace file above this size is refused: every client would have to
+  // download and hold it.
+  size_t maxFileBytes = 4 * 1024 * 1024;
 };
 
 struct PublishReport {
@@ -32,12 +50,14 @@ class Publisher {
   // Seconds since the epoch; replaceable so that tests can hold the clock.
   using Clock = std::function<int64_t()>;
 
-  // cdn is the "host:port" under which clients reach the resources.
-  Publisher(std::string dataDir, std::string cdn, Clock clock = nullptr);
+  explicit Publisher(PublishOptions options, Clock clock = nullptr);
+  ~Publisher();
 
   // Re-reads the data folder. A namespace whose file changed (or appeared)
   // gets a new version, and so does the index of its application; a file
-  // that cannot be used is reported and its last good publication is kept.
+  // that cannot be used (one the library would refuse, one too large, a link
+  // that leaves the data folder) is reported and its last good publication
+  // is kept.
   PublishReport Publish();
 
   // The body of a published resource; false when no such resource is served.
@@ -64,11 +84,19 @@ class Publisher {
   int64_t NextVersion();
   bool PublishApplication(const std::string& appKey, const std::string& folder, Application& app,
                           PublishReport& report);
+  // Reads the namespace files of an application folder: name -> text.
+  std::map<std::string, std::string> ReadFolder(const std::string& appKey,
+                                                const std::string& folder, PublishReport& report);
+  // False, with a line in report, when path resolves outside the data folder.
+  bool InsideDataDir(const std::filesystem::path& path, const std::string& shown,
+                     PublishReport& report) const;
   void RebuildIndex(const std::string& appKey, Application& app);
 
-  const std::string dataDir_;
-  const std::string cdn_;
+  const PublishOptions options_;
   const Clock clock_;
+  // Null without an export folder; used by Publish only, which
+  // publishMutex_ serialises.
+  const std::unique_ptr<TreeExport> export_;
   int64_t lastVersion_ = 0;  // touched by Publish only, which publishMutex_ serialises
 
   std::mutex publishMutex_;  // one Publish at a time; taken before mutex_

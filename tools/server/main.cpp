@@ -1,72 +1,32 @@
 // ostrel-server: the reference config server for local development.
 //
-//   ostrel-server --data <folder> [--port N] [--bind 127.0.0.1]
+//   ostrel-server --data <folder> [--port N] [--bind 127.0.0.1] [--threads N]
+//                 [--cdn <url>] [--export <folder>] [--max-file-bytes N]
 //
 // Publishes <folder>/<appKey>/<namespace>.json, prints "listening on
-// <host>:<port>" once it serves, logs every request, re-publishes on
-// POST /admin/publish and stops on SIGINT or SIGTERM.
+// <host>:<port>" once it serves, logs every request with its time,
+// re-publishes on POST /admin/publish and stops on SIGINT or SIGTERM.
 #include <signal.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "ConfigServer.h"
-
-namespace {
-
-void Usage() {
-  std::fprintf(stderr,
-               "usage: ostrel-server --data <folder> [--port N] [--bind 127.0.0.1]\n"
-               "  --data   folder holding <appKey>/<namespace>.json files\n"
-               "  --port   port to listen on; 0 (the default) picks a free one\n"
-               "  --bind   address to listen on (default 127.0.0.1, loopback only)\n");
-}
-
-bool ParsePort(const char* text, int& port) {
-  char* end = nullptr;
-  const long value = std::strtol(text, &end, 10);
-  if (end == text || *end != '\0' || value < 0 || value > 65535) return false;
-  port = static_cast<int>(value);
-  return true;
-}
-
-}  // namespace
+#include "ServerCommandLine.h"
 
 int main(int argc, char** argv) {
-  std::string data;
-  std::string bind = "127.0.0.1";
-  int port = 0;
-  for (int i = 1; i < argc; ++i) {
-    const std::string option = argv[i];
-    if (option == "-h" || option == "--help") {
-      Usage();
-      return 0;
-    }
-    if (i + 1 >= argc) {
-      Usage();
-      return 2;
-    }
-    const char* value = argv[++i];
-    if (option == "--data") {
-      data = value;
-    } else if (option == "--bind") {
-      bind = value;
-    } else if (option == "--port") {
-      if (!ParsePort(value, port)) {
-        std::fprintf(stderr, "ostrel-server: bad port %s\n", value);
-        return 2;
-      }
-    } else {
-      Usage();
-      return 2;
-    }
-  }
-  if (data.empty()) {
-    Usage();
+  OstrelServer::ServerCommandLine line;
+  std::string error;
+  if (!line.Parse(std::vector<std::string>(argv + 1, argv + argc), error)) {
+    std::fprintf(stderr, "ostrel-server: %s\n%s", error.c_str(),
+                 OstrelServer::ServerCommandLine::Usage());
     return 2;
+  }
+  if (line.help) {
+    std::fputs(OstrelServer::ServerCommandLine::Usage(), stdout);
+    return 0;
   }
 
   // Signals are taken by sigwait below; blocked before any thread starts, so
@@ -78,18 +38,20 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   std::mutex outputMutex;
-  OstrelServer::ConfigServer server(data, [&outputMutex](const std::string& line) {
+  const std::string dataDir = line.options.publish.dataDir;
+  OstrelServer::ConfigServer server(line.options, [&outputMutex](const std::string& text) {
     std::lock_guard<std::mutex> lock(outputMutex);
-    std::printf("%s\n", line.c_str());
+    std::printf("%s\n", text.c_str());
     std::fflush(stdout);
   });
-  if (!server.Start(bind, port)) {
-    std::fprintf(stderr, "ostrel-server: cannot listen on %s:%d\n", bind.c_str(), port);
+  if (!server.Start(line.bind, line.port)) {
+    std::fprintf(stderr, "ostrel-server: cannot start: no folder %s, or %s:%d cannot be bound\n",
+                 dataDir.c_str(), line.bind.c_str(), line.port);
     return 1;
   }
   {
     std::lock_guard<std::mutex> lock(outputMutex);
-    std::printf("listening on %s:%d\n", bind.c_str(), server.Port());
+    std::printf("listening on %s:%d\n", line.bind.c_str(), server.Port());
     std::fflush(stdout);
   }
   int signal = 0;

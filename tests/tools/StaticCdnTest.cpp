@@ -1,0 +1,119 @@
+// ostrel-server exporting its publications to a real nginx that serves them
+// as the CDN, while the server answers the signed API only: the library
+// downloads from nginx, falls back to the signed API when nginx serves a
+// damaged file, and follows a re-export through a notice.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "ConfigServer.h"
+#include "LocalSession.h"
+#include "NginxProcess.h"
+#include "ToolsFixture.h"
+#include "update/IndexUpdateHandler.h"
+
+namespace {
+
+using OstrelLocal::LocalSession;
+using OstrelLocal::Notification;
+using OstrelToolsTest::CapturedLog;
+using OstrelToolsTest::NginxProcess;
+using OstrelToolsTest::Standard;
+using OstrelToolsTest::TempFolder;
+
+constexpr std::chrono::seconds kWait(10);
+
+// Publishes a new ui namespace; its resource id.
+std::string PublishTheme(TempFolder& data, OstrelServer::ConfigServer& server,
+                         const std::string& theme) {
+  data.Write("app/ui.json", Standard("{\"theme\":\"" + theme + "\"}"));
+  const OstrelServer::PublishReport report = server.Publish();
+  EXPECT_TRUE(report.errors.empty());
+  if (report.changed.size() != 1 || report.changed[0].rfind("app/ui v", 0) != 0) {
+    ADD_FAILURE() << "nothing published";
+    return std::string();
+  }
+  return "app/ns/ui/" + report.changed[0].substr(8) + ".json";
+}
+
+// The requests nginx served since the last call.
+std::vector<std::string> NewRequests(const NginxProcess& nginx, size_t& seen) {
+  const std::vector<std::string> all = nginx.Requests();
+  std::vector<std::string> fresh(all.begin() + static_cast<long>(std::min(seen, all.size())),
+                                 all.end());
+  seen = all.size();
+  return fresh;
+}
+
+TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
+  if (NginxProcess::Binary().empty()) GTEST_SKIP() << "nginx is not installed";
+  TempFolder data;
+  TempFolder tree;
+  TempFolder store;
+  data.Write("app/ui.json", Standard("{\"theme\":\"dark\"}"));
+  NginxProcess nginx;
+  std::string error;
+  ASSERT_TRUE(nginx.Start(tree.path(), error)) << error;
+
+  OstrelServer::ServerOptions options;
+  options.publish.dataDir = data.path();
+  options.publish.exportDir = tree.path();
+  options.publish.cdn = "127.0.0.1:" + std::to_string(nginx.Port());
+  CapturedLog log;
+  OstrelServer::ConfigServer server(options, log.Sink());
+  ASSERT_TRUE(server.Start("127.0.0.1", 0));
+
+  OstrelLocal::SessionOptions session;
+  session.server = "127.0.0.1:" + std::to_string(server.Port());
+  session.appKey = "app";
+  session.storePath = store.path() + "/store.db";
+  session.signDir = OSTREL_DEV_SIGN_DIR;
+  session.logLevel = 3;
+  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+  LocalSession client;
+  ASSERT_TRUE(client.Start(session, error)) << error;
+  client.Listen("ui");
+
+  // The first index and namespace come from nginx, not from the server.
+  size_t seen = 0;
+  client.CheckUpdate();
+  ASSERT_EQ(client.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUpdated);
+  Notification first;
+  ASSERT_TRUE(client.WaitForDownload("ui", "", kWait, &first));
+  EXPECT_EQ(client.Get("ui", "theme", "none"), "dark");
+  const std::vector<std::string> downloads = NewRequests(nginx, seen);
+  ASSERT_EQ(downloads.size(), 2u);
+  EXPECT_EQ(downloads[0].rfind("GET /app/index-", 0), 0u) << downloads[0];
+  EXPECT_EQ(downloads[1], "GET /app/ns/ui/" + first.version + ".json HTTP/1.1 200");
+
+  // A re-export reaches the listener through the notice, again from nginx.
+  const std::string second = PublishTheme(data, server, "light");
+  ASSERT_TRUE(client.RelayGatewayNotice());
+  Notification update;
+  ASSERT_TRUE(client.WaitForDownload("ui", first.version, kWait, &update));
+  EXPECT_EQ(client.Get("ui", "theme", "none"), "light");
+  const std::vector<std::string> reexport = NewRequests(nginx, seen);
+  ASSERT_EQ(reexport.size(), 2u);
+  EXPECT_EQ(reexport[1], "GET /" + second + " HTTP/1.1 200");
+
+  // A damaged file on the CDN fails its digest: the signed API serves it.
+  const std::string third = PublishTheme(data, server, "green");
+  tree.Write(third, Standard("{\"theme\":\"tampered\"}"));
+  ASSERT_TRUE(client.RelayGatewayNotice());
+  ASSERT_TRUE(client.WaitForCount(3, kWait));
+  EXPECT_EQ(client.Notifications().back().version, third.substr(10, third.size() - 15));
+  EXPECT_EQ(client.Get("ui", "theme", "none"), "green");
+  const std::vector<std::string> damaged = NewRequests(nginx, seen);
+  ASSERT_EQ(damaged.size(), 2u);
+  EXPECT_EQ(damaged[1], "GET /" + third + " HTTP/1.1 200");
+  EXPECT_TRUE(log.WaitFor(" GET /downloadResource?resourceId=" + third + " -> 200", 1));
+
+  // The server itself never served a CDN path.
+  for (const std::string& line : log.Lines()) {
+    EXPECT_EQ(line.find(" GET /app/"), std::string::npos) << line;
+  }
+}
+
+}  // namespace
