@@ -3,8 +3,6 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "host/Md5.h"
-
 namespace OstrelTest {
 namespace {
 
@@ -113,8 +111,6 @@ std::string NamespaceJson(const NamespaceSpec& ns) {
   WriteNamespace(writer, ns);
   return buffer.GetString();
 }
-
-std::string Md5Of(const std::string& bytes) { return Ostrel::Md5Hex(bytes); }
 
 std::string Frame(const std::string& value) { return Md5Of(value) + "\n" + value; }
 
