@@ -142,7 +142,7 @@ TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
   ASSERT_TRUE(session.Start(options, error)) << error;
   Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
   session.CheckUpdate();
-  EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kFailed);  // no server
+  EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUnreachable);  // no server
 }
 
 }  // namespace

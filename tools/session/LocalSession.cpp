@@ -74,7 +74,11 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
 
   // Offline: refuse every request, as a machine without network would.
   int Send(Ostrel::IOHttpRequest* request, Ostrel::IOHttpResponse* response) override {
-    if (!offline) return http->Send(request, response);
+    if (!offline) {
+      const int result = http->Send(request, response);
+      if (result != 0) NoteTransportFailure(request->GetUrl());
+      return result;
+    }
     {
       std::lock_guard<std::mutex> lock(mutex);
       ++refused;
@@ -84,18 +88,29 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
     return -1;
   }
 
+  // A request to the API host that reached no server while a check runs
+  // makes the check's failure a missing server, not a refusal. The CDN
+  // requests go elsewhere, or over https, which the prefix leaves out.
+  void NoteTransportFailure(const char* url) {
+    if (url == nullptr || std::string(url).rfind(apiPrefix, 0) != 0) return;
+    std::lock_guard<std::mutex> lock(mutex);
+    if (checkRunning) checkUnreachable = true;
+  }
+
   OstrelHost::StreamLogger logger;
   OstrelHost::LogStatistics statistics;
   std::unique_ptr<OstrelHost::SqliteStorage> storage;
   std::unique_ptr<OstrelHost::CurlHttpClient> http;
   const bool offline;
   const int logLevel;
+  std::string apiPrefix;  // "http://<server>/"; set before the library starts
 
   mutable std::mutex mutex;
   std::condition_variable changed;
   std::vector<Notification> notifications;            // guarded by mutex
   size_t refused = 0;                                 // guarded by mutex
   bool checkRunning = false;                          // guarded by mutex
+  bool checkUnreachable = false;                      // guarded by mutex
   CheckOutcome checkResult = CheckOutcome::kUpdated;  // guarded by mutex
 };
 
@@ -136,6 +151,7 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   client.brand = options.brand;
   client.model = options.model;
   client.osVersion = options.osVersion;
+  client.manufacturer = options.manufacturer;
   client.signLibraryPath = options.signDir;
   // Info lines reach the session, which follows update checks through them.
   client.logLevel = options.logLevel < 1 ? options.logLevel : 1;
@@ -144,6 +160,7 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   client.httpClient = services.get();
   // Statistics lines are written whatever the log level: only when asked for.
   client.statistics = options.logLevel <= 1 ? &services->statistics : nullptr;
+  services->apiPrefix = "http://" + options.server + "/";
   services_ = std::move(services);
   server_ = options.server;
   appKey_ = options.appKey;
@@ -166,6 +183,9 @@ void LocalSession::Stop() {
   if (intercept_ != nullptr) client_->Raw()->releaseIntercept(intercept_);
   intercept_ = nullptr;
   subscriptions_.clear();
+  // Teardown waits for the library's requests in flight; shut down, the
+  // client ends them at once instead of after their timeout.
+  services_->http->Shutdown();
   // The library calls the services until teardown returns; only then may
   // they go.
   client_.reset();
@@ -202,20 +222,49 @@ void LocalSession::CheckUpdate() {
     std::lock_guard<std::mutex> lock(services_->mutex);
     services_->checkRunning = true;
     services_->checkResult = CheckOutcome::kUpdated;
+    services_->checkUnreachable = false;
   }
   client_->Raw()->forceCheckUpdate();
 }
 
-bool LocalSession::RelayGatewayNotice() {
-  if (!client_ || services_->offline) return false;
-  OstrelHost::HttpGetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
-  BodyResponse response;
-  if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
-  if (response.body.empty()) return false;  // nothing published for the app yet
+bool LocalSession::RelayGatewayNotice(std::string* knownIndexId, int waitSeconds) {
+  std::string target = "admin/notice?appKey=" + appKey_;
+  if (knownIndexId != nullptr) {
+    target += "&known=" + *knownIndexId + "&wait=" + std::to_string(waitSeconds);
+  }
+  std::string notice;
+  if (!FetchFromServer(target, notice)) return false;
+  if (notice.empty()) return false;  // nothing published for the app yet
+  const std::string indexId = NoticeField(notice, "resourceId");
+  if (knownIndexId != nullptr && indexId == *knownIndexId) return false;
   if (intercept_ == nullptr) intercept_ = client_->Raw()->getIntercept();
   if (intercept_ == nullptr) return false;
-  intercept_->OnOstrelResponse(response.body.c_str());
+  intercept_->OnOstrelResponse(notice.c_str());
+  if (knownIndexId != nullptr) *knownIndexId = indexId;
   return true;
+}
+
+bool LocalSession::FetchFromServer(const std::string& target, std::string& body) {
+  body.clear();
+  if (!client_ || services_->offline) return false;
+  OstrelHost::HttpGetRequest request(services_->apiPrefix + target);
+  BodyResponse response;
+  if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
+  body = std::move(response.body);
+  return true;
+}
+
+std::string NoticeField(const std::string& notice, const std::string& name) {
+  const std::string prefix = name + "=";
+  for (size_t start = 0; start <= notice.size();) {
+    size_t end = notice.find('&', start);
+    if (end == std::string::npos) end = notice.size();
+    if (notice.compare(start, prefix.size(), prefix) == 0) {
+      return notice.substr(start + prefix.size(), end - start - prefix.size());
+    }
+    start = end + 1;
+  }
+  return std::string();
 }
 
 CheckOutcome LocalSession::WaitForCheck(Duration timeout) {
@@ -223,6 +272,9 @@ CheckOutcome LocalSession::WaitForCheck(Duration timeout) {
   std::unique_lock<std::mutex> lock(services_->mutex);
   if (!services_->changed.wait_for(lock, timeout, [this] { return !services_->checkRunning; })) {
     return CheckOutcome::kTimedOut;
+  }
+  if (services_->checkResult == CheckOutcome::kFailed && services_->checkUnreachable) {
+    return CheckOutcome::kUnreachable;
   }
   return services_->checkResult;
 }
@@ -234,7 +286,9 @@ const char* CheckOutcomeText(CheckOutcome outcome) {
     case CheckOutcome::kUpToDate:
       return "already up to date";
     case CheckOutcome::kFailed:
-      return "failed (no answer, a refused signature or an unusable index)";
+      return "failed (a refused signature or an unusable index)";
+    case CheckOutcome::kUnreachable:
+      return "failed: the server could not be reached";
     case CheckOutcome::kRateLimited:
       return "refused: this process already checked";
     case CheckOutcome::kTimedOut:

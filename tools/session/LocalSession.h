@@ -21,9 +21,12 @@ struct SessionOptions {
   std::string appKey;
   std::string appVersion = "1.0.0";
   std::string deviceId = "local-device";
-  std::string brand;  // client attributes that candidates may match on
+  // Client attributes that candidates may match on: m_brand, m_model,
+  // os_ver, m_fac.
+  std::string brand;
   std::string model;
   std::string osVersion;
+  std::string manufacturer;
   std::string storePath;  // the SQLite file; created when absent
   std::string signDir;    // folder of libKelsafeProxy.so; empty: beside the program
   // No network at all: every request the library makes is refused (and
@@ -44,11 +47,16 @@ struct Notification {
 enum class CheckOutcome {
   kUpdated,      // a new index was applied and its changed namespaces downloaded
   kUpToDate,     // the server had nothing newer
-  kFailed,       // no answer, a refused signature, or an index that could not be used
+  kFailed,       // a refused signature, or an index that could not be used
+  kUnreachable,  // the check's request to the server found no server
   kRateLimited,  // this process already checked within the last twelve hours
   kTimedOut,     // still running when the wait ended
 };
 const char* CheckOutcomeText(CheckOutcome outcome);
+
+// The value of name in a notice in key=value form ("cdn=...&resourceId=..."),
+// empty when it has none.
+std::string NoticeField(const std::string& notice, const std::string& name);
 
 // The library is process-wide, so one session runs at a time. Not
 // thread-safe itself; the notifications may arrive on any thread.
@@ -66,11 +74,14 @@ class LocalSession {
   // the stored configs. False, with the reason in error, otherwise.
   bool Start(const SessionOptions& options, std::string& error,
              Duration timeout = std::chrono::seconds(10));
-  // Tears the library down and closes the store. Idempotent.
+  // Shuts the HTTP client down, so that no request in flight holds up the
+  // teardown, then tears the library down and closes the store. Idempotent.
   void Stop();
 
   // The running client, for reads; only between a successful Start and Stop.
   const Ostrel::Client& client() const { return *client_; }
+  // The app key of the last Start.
+  const std::string& appKey() const { return appKey_; }
 
   // Shorthands of the client's reads that answer "nothing" when no session
   // runs: the value, else defaultValue; every pair of a STANDARD namespace;
@@ -91,8 +102,14 @@ class LocalSession {
   // Fetches the server's current notice from /admin/notice and hands it to
   // the library's gateway interceptor, as a host relays gateway responses.
   // Unlike the update check this may run any number of times: the library
-  // drops a notice it has already applied. False when nothing was fetched.
-  bool RelayGatewayNotice();
+  // drops a notice it has already applied. False when nothing was relayed.
+  // With knownIndexId, the server holds the answer up to waitSeconds while
+  // the app's index is still *knownIndexId; a notice of that same index is
+  // not relayed, and a relayed one's index id is stored there.
+  bool RelayGatewayNotice(std::string* knownIndexId = nullptr, int waitSeconds = 0);
+  // GET http://<server>/<target> with the session's HTTP client, outside
+  // the library. False (and nothing in body) unless a 2xx answer came.
+  bool FetchFromServer(const std::string& target, std::string& body);
   // Waits until a notification for nameSpace arrives that is not from the
   // cache and, when version is not empty, carries a different version.
   bool WaitForDownload(const std::string& nameSpace, const std::string& notVersion,

@@ -1,0 +1,388 @@
+// ostrel-cli run as a script would run it: the built program as a child
+// process against ostrel-server on a loopback port, judged by its exit code
+// and its exact output.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "ConfigServer.h"
+#include "ToolsFixture.h"
+#include "ostrel_host/SqliteStorage.h"
+
+namespace {
+
+using OstrelToolsTest::CapturedLog;
+using OstrelToolsTest::ChildProcess;
+using OstrelToolsTest::Standard;
+using OstrelToolsTest::TempFolder;
+using Args = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+// Far above what any run below needs; a run that reaches it has hung.
+constexpr std::chrono::seconds kRunLimit(60);
+const char kUsageHint[] = "(ostrel-cli --help lists the commands and options)\n";
+
+struct CliRun {
+  int code = -1;
+  std::string out;
+  std::string err;
+  long long tookMs = 0;
+};
+
+CliRun RunCli(const Args& args, const std::string& program = OSTREL_CLI_PROGRAM) {
+  CliRun run;
+  ChildProcess child;
+  const Clock::time_point start = Clock::now();
+  if (!child.Start(program, args)) {
+    ADD_FAILURE() << "cannot start " << program;
+    return run;
+  }
+  run.code = child.Finish(kRunLimit);
+  run.tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+  run.out = child.Stdout();
+  run.err = child.Stderr();
+  return run;
+}
+
+// The CLI's lines on stderr, without the library's log lines (which may
+// also come after them, from the teardown).
+std::string CliLines(const std::string& err) {
+  std::string lines;
+  for (size_t start = 0; start < err.size();) {
+    size_t end = err.find('\n', start);
+    if (end == std::string::npos) end = err.size() - 1;
+    if (err.compare(start, 11, "ostrel-cli:") == 0) lines += err.substr(start, end + 1 - start);
+    start = end + 1;
+  }
+  return lines;
+}
+
+// A data folder with a few namespaces, served on a loopback port.
+class CliServer {
+ public:
+  CliServer() : server_(data_.path(), log_.Sink()) {
+    data_.Write("app/ui.json", Standard("{\"theme\":\"dark\",\"size\":\"14\"}"));
+    data_.Write("app/note.json", "{\"type\":\"CUSTOM\",\"content\":\"hello\"}");
+    started_ = server_.Start("127.0.0.1", 0);
+  }
+  bool started() const { return started_; }
+  std::string Address() const { return "127.0.0.1:" + std::to_string(server_.Port()); }
+  // The options every run shares, with a store of its own for name.
+  Args Options(const std::string& store) const {
+    return {"--server", Address(), "--app-key", "app", "--store", stores_.File(store)};
+  }
+  TempFolder& data() { return data_; }
+  OstrelServer::ConfigServer& server() { return server_; }
+  CapturedLog& log() { return log_; }
+
+ private:
+  TempFolder data_;
+  TempFolder stores_;
+  CapturedLog log_;
+  OstrelServer::ConfigServer server_;
+  bool started_ = false;
+};
+
+Args Join(Args head, const Args& tail) {
+  head.insert(head.end(), tail.begin(), tail.end());
+  return head;
+}
+
+TEST(OstrelCli, UsageErrorsSayWhatWasWrong) {
+  const struct {
+    Args args;
+    const char* error;
+  } kCases[] = {
+      {{"--timeout", "2x", "get", "ui", "theme"},
+       "--timeout: \"2x\" is not a whole number of seconds from 1 to 3600"},
+      {{"--timeout", "0", "check"},
+       "--timeout: \"0\" is not a whole number of seconds from 1 to 3600"},
+      {{"--timeout", "3601", "check"},
+       "--timeout: \"3601\" is not a whole number of seconds from 1 to 3600"},
+      {{"--timeout", "+3", "check"},
+       "--timeout: \"+3\" is not a whole number of seconds from 1 to 3600"},
+      {{"check", "--timeout"}, "--timeout needs a value"},
+      {{"check", "--server"}, "--server needs a value"},
+      {{"--colour", "red", "check"}, "unknown option \"--colour\""},
+      {{}, "no command given"},
+      {{"fetch", "ui"}, "unknown command \"fetch\""},
+      {{"get", "ui"}, "get takes <ns> <key>"},
+      {{"get", "ui", "a", "b"}, "get takes <ns> <key>"},
+      {{"dump"}, "dump takes <ns>"},
+      {{"text", "a", "b"}, "text takes <ns>"},
+      {{"watch"}, "watch takes <ns> [seconds]"},
+      {{"watch", "ui", "1", "2"}, "watch takes <ns> [seconds]"},
+      {{"watch", "ui", "10s"}, "watch: \"10s\" is not a whole number of seconds from 1 to 86400"},
+      {{"watch", "ui", "86401"},
+       "watch: \"86401\" is not a whole number of seconds from 1 to 86400"},
+      {{"check", "now"}, "check takes no arguments"},
+      {{"cache", "all"}, "cache takes no arguments"},
+  };
+  for (const auto& c : kCases) {
+    const CliRun run = RunCli(c.args);
+    SCOPED_TRACE(c.error);
+    EXPECT_EQ(run.code, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, std::string("ostrel-cli: ") + c.error + "\n" + kUsageHint);
+  }
+}
+
+TEST(OstrelCli, TheLimitsOfANumberAreAccepted) {
+  TempFolder store;
+  // Nothing listens on port 1: both runs get as far as the server.
+  const Args common = {"--server", "127.0.0.1:1", "--store", store.File("s.db")};
+  const CliRun timeout = RunCli(Join(common, {"--timeout", "3600", "--cached", "get", "ui", "k"}));
+  EXPECT_EQ(timeout.code, 4) << timeout.err;
+  const CliRun watch = RunCli(Join(common, {"--timeout", "1", "watch", "ui", "1"}));
+  EXPECT_EQ(watch.code, 0) << watch.err;
+}
+
+TEST(OstrelCli, HelpAndVersionGoToStdout) {
+  const CliRun help = RunCli({"get", "--help"});
+  EXPECT_EQ(help.code, 0);
+  EXPECT_EQ(help.err, "");
+  EXPECT_EQ(help.out.rfind("usage: ostrel-cli [options] <command>\n", 0), 0u) << help.out;
+  for (const char* line :
+       {"  --os-version v         attribute os_ver\n", "  --manufacturer m       attribute m_fac\n",
+        "  3  missing key: the namespace is there, the key (or, for dump, any "
+        "pair) is not\n",
+        "  4  namespace not published: the server's index does not list it\n",
+        "  5  server unreachable: no server answered within --timeout\n"}) {
+    EXPECT_NE(help.out.find(line), std::string::npos) << line;
+  }
+  const CliRun version = RunCli({"--version"});
+  EXPECT_EQ(version.code, 0);
+  EXPECT_EQ(version.err, "");
+  EXPECT_EQ(version.out, "ostrel-cli " OSTREL_CLI_VERSION "\n");
+}
+
+// Each kind of absence has its own exit code, and an unpublished namespace
+// or an unknown app is answered from the index, not after a long wait.
+TEST(OstrelCli, ReadsExitWithWhatWasMissing) {
+  CliServer server;
+  ASSERT_TRUE(server.started());
+  const struct {
+    Args args;
+    int code;
+    const char* out;
+    const char* cliSays;
+  } kCases[] = {
+      {{"get", "ui", "theme"}, 0, "dark\n", ""},
+      {{"dump", "ui"}, 0, "size=14\ntheme=dark\n", ""},
+      {{"text", "note"}, 0, "hello\n", ""},
+      {{"get", "ui", "colour"}, 3, "", "ostrel-cli: ui.colour: key absent\n"},
+      {{"get", "note", "theme"}, 3, "", "ostrel-cli: note.theme: key absent\n"},
+      {{"dump", "note"}, 3, "", "ostrel-cli: note holds no pairs\n"},
+      {{"get", "absent", "theme"}, 4, "", "ostrel-cli: absent is not published for app\n"},
+      {{"dump", "absent"}, 4, "", "ostrel-cli: absent is not published for app\n"},
+      {{"text", "absent"}, 4, "", "ostrel-cli: absent is not published for app\n"},
+      {{"--app-key", "nobody", "get", "ui", "theme"},
+       4,
+       "",
+       "ostrel-cli: ui is not published for nobody\n"},
+      {{"--cached", "get", "ui", "theme"}, 4, "", "ostrel-cli: the store does not hold ui\n"},
+  };
+  int store = 0;
+  for (const auto& c : kCases) {
+    // A timeout far beyond the bound below: waiting it out fails the case.
+    const CliRun run = RunCli(Join(server.Options("s" + std::to_string(++store) + ".db"),
+                                   Join({"--timeout", "30"}, c.args)));
+    SCOPED_TRACE(c.args.back() + " " + c.args[c.args.size() - 2] + ": " + run.err);
+    EXPECT_EQ(run.code, c.code);
+    EXPECT_EQ(run.out, c.out);
+    EXPECT_EQ(CliLines(run.err), c.cliSays);
+    EXPECT_LT(run.tookMs, 10000);
+  }
+}
+
+TEST(OstrelCli, AttributeOptionsReachTheMatchers) {
+  CliServer server;
+  const struct {
+    const char* option;
+    const char* value;
+    const char* match;
+  } kCases[] = {
+      {"--os-version", "14.2", "os_ver>=14"},   {"--manufacturer", "acme", "m_fac=acme"},
+      {"--brand", "zeta", "m_brand=zeta"},      {"--model", "x1", "m_model=x1"},
+      {"--app-version", "3.1", "app_ver>=3.0"},
+  };
+  for (const auto& c : kCases) {
+    // One namespace per attribute, so that an option that reached another
+    // attribute matches nothing.
+    server.data().Write(
+        std::string("app/") + (c.option + 2) + ".json",
+        Standard("{\"flag\":\"off\"}", std::string(",\"candidates\":[{\"match\":\"") + c.match +
+                                           "\",\"content\":{\"flag\":\"on\"}}]"));
+  }
+  ASSERT_TRUE(server.server().Publish().errors.empty());
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.option);
+    const CliRun run = RunCli(Join(server.Options(std::string(c.option + 2) + ".db"),
+                                   {c.option, c.value, "get", c.option + 2, "flag"}));
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(run.out, "on\n");
+  }
+}
+
+// A listening socket that never accepts: connections complete in the
+// kernel, and no request is ever answered.
+class SilentServer {
+ public:
+  SilentServer() {
+    fd_ = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(address);
+    if (fd_ >= 0 && bind(fd_, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+        listen(fd_, 16) == 0 &&
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+      port_ = ntohs(address.sin_port);
+    }
+  }
+  ~SilentServer() {
+    if (fd_ >= 0) close(fd_);
+  }
+  int port() const { return port_; }
+
+ private:
+  int fd_ = -1;
+  int port_ = 0;
+};
+
+TEST(OstrelCli, NoServerIsItsOwnExitCodeAndNeverHoldsUpTheExit) {
+  SilentServer silent;
+  ASSERT_GT(silent.port(), 0);
+  TempFolder store;
+  const struct {
+    std::string server;
+    Args args;
+    const char* out;
+    const char* cliSays;
+  } kCases[] = {
+      // Nothing listens on port 1: the connection is refused.
+      {"127.0.0.1:1", {"check"}, "update check: failed: the server could not be reached\n", ""},
+      {"127.0.0.1:1",
+       {"get", "ui", "theme"},
+       "",
+       "ostrel-cli: update check failed: the server could not be reached; showing what the "
+       "store holds\n"
+       "ostrel-cli: no server, and the store does not hold ui\n"},
+      // The check's request is still in flight when the CLI gives up; the
+      // exit must not wait for it (the HTTP client allows it 10 s).
+      {"127.0.0.1:" + std::to_string(silent.port()),
+       {"check"},
+       "update check: still running when the wait ended\n",
+       ""},
+      {"127.0.0.1:" + std::to_string(silent.port()),
+       {"text", "ui"},
+       "",
+       "ostrel-cli: update check still running when the wait ended; showing what the store "
+       "holds\n"
+       "ostrel-cli: no server, and the store does not hold ui\n"},
+  };
+  int stores = 0;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.server + " " + c.args[0]);
+    const CliRun run = RunCli(Join({"--server", c.server, "--timeout", "1", "--store",
+                                    store.File(std::to_string(++stores) + ".db")},
+                                   c.args));
+    EXPECT_EQ(run.code, 5) << run.err;
+    EXPECT_EQ(run.out, c.out);
+    EXPECT_EQ(CliLines(run.err), c.cliSays);
+    EXPECT_LT(run.tookMs, 5000);
+  }
+}
+
+TEST(OstrelCli, CacheListsEachRecordWithItsVersionAndDigest) {
+  TempFolder folder;
+  const std::string path = folder.File("store.db");
+  {
+    std::string error;
+    auto storage = OstrelHost::SqliteStorage::Open(path, &error);
+    ASSERT_TRUE(storage) << error;
+    const struct {
+      const char* key;
+      const char* value;
+    } kRecords[] = {
+        {"ostrel.index",
+         "027b1d699ee2889c892c1899a6a71a96\n{\"version\":\"9\",\"mergedNamespaces\":[]}"},
+        {"ui", "dd33ecf17ce76e651acb5b50c4eba925\n{\"name\":\"ui\",\"version\":\"17\"}"},
+        // The same document under a digest in capitals, and another's digest.
+        {"upper", "DD33ECF17CE76E651ACB5B50C4EBA925\n{\"name\":\"ui\",\"version\":\"17\"}"},
+        {"tampered", "dd33ecf17ce76e651acb5b50c4eba925\n{\"name\":\"ui\",\"version\":\"18\"}"},
+        {"bare", "{\"version\":\"3\"}"},
+        {"noversion", "99914b932bd37a50b983c5e7c90ae93b\n{}"},
+    };
+    for (const auto& record : kRecords) ASSERT_EQ(storage->Save(record.key, record.value), 0);
+    OstrelHost::SqliteStorageOptions scoped;
+    scoped.scope = "other|2";
+    auto other = OstrelHost::SqliteStorage::Open(path, scoped, &error);
+    ASSERT_TRUE(other) << error;
+    ASSERT_EQ(
+        other->Save("ui", "dd33ecf17ce76e651acb5b50c4eba925\n{\"name\":\"ui\",\"version\":\"17\"}"),
+        0);
+  }
+  const CliRun run = RunCli({"--store", path, "cache"});
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "bare          3   no digest line\n"
+            "noversion     -   digest ok\n"
+            "ostrel.index  9   digest ok\n"
+            "tampered      18  digest does not match\n"
+            "ui            17  digest ok\n"
+            "upper         17  digest does not match\n"
+            "ui            17  digest ok  (scope other|2)\n");
+
+  const CliRun missing = RunCli({"--store", folder.File("none.db"), "cache"});
+  EXPECT_EQ(missing.code, 1);
+  EXPECT_EQ(missing.err, "ostrel-cli: cannot read the store " + folder.File("none.db") +
+                             ": unable to open database file\n");
+}
+
+TEST(OstrelCli, WatchLearnsOfAPublicationFromTheLongPoll) {
+  CliServer server;
+  ASSERT_TRUE(server.started());
+  ChildProcess watch;
+  ASSERT_TRUE(watch.Start(OSTREL_CLI_PROGRAM, Join(server.Options("w.db"), {"watch", "ui", "8"})));
+  ASSERT_TRUE(watch.WaitForStdout(" (downloaded)\n", std::chrono::seconds(10))) << watch.Stderr();
+  // The watcher holds a request open on the server before the change.
+  ASSERT_TRUE(server.log().WaitFor(" waiting up to 5 s for a new index of app", 1));
+  server.data().Write("app/ui.json", Standard("{\"theme\":\"light\"}"));
+  const OstrelServer::PublishReport report = server.server().Publish();
+  ASSERT_EQ(report.changed.size(), 1u);
+  const std::string version = report.changed[0].substr(report.changed[0].find(" v") + 2);
+  EXPECT_TRUE(
+      watch.WaitForStdout("ui version " + version + " (downloaded)\n", std::chrono::seconds(5)))
+      << watch.Stdout();
+  EXPECT_EQ(watch.Finish(std::chrono::seconds(20)), 0) << watch.Stderr();
+}
+
+TEST(OstrelCli, FindsTheInstalledSigner) {
+  // The layout cmake --install makes: bin/ostrel-cli, <libdir>/ostrel/devsign.
+  TempFolder prefix;
+  namespace fs = std::filesystem;
+  const fs::path bin = fs::path(prefix.path()) / "bin";
+  const fs::path devsign = fs::path(prefix.path()) / OSTREL_CLI_INSTALL_LIBDIR / "ostrel/devsign";
+  fs::create_directories(bin);
+  fs::create_directories(devsign);
+  fs::copy_file(OSTREL_CLI_PROGRAM, bin / "ostrel-cli");
+  fs::copy_file(fs::path(OSTREL_DEV_SIGN_DIR) / "libKelsafeProxy.so",
+                devsign / "libKelsafeProxy.so");
+
+  CliServer server;
+  ASSERT_TRUE(server.started());
+  const CliRun run = RunCli(Join(server.Options("i.db"), {"check"}), (bin / "ostrel-cli").string());
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(run.out, "update check: a new index was applied\n");
+}
+
+}  // namespace

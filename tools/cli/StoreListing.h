@@ -1,0 +1,41 @@
+// The cache command: what an SQLite store of the host adapters holds, read
+// straight from the file, with each record's version and digest check.
+#ifndef OSTREL_TOOLS_CLI_STORELISTING_H_
+#define OSTREL_TOOLS_CLI_STORELISTING_H_
+
+#include <string>
+#include <vector>
+
+namespace OstrelCli {
+
+// A value type; the functions touch nothing shared.
+class StoreListing {
+ public:
+  enum class Digest { kVerified, kMismatch, kNoDigestLine };
+
+  struct Record {
+    std::string scope;
+    std::string key;
+    std::string version;  // the document's "version"; empty when it has none
+    Digest digest = Digest::kNoDigestLine;
+  };
+
+  // Reads every record of the store at path, in scope and key order,
+  // without changing the file (it is opened read-only and not healed). False,
+  // with SQLite's text in error, when it cannot be read.
+  static bool Read(const std::string& path, StoreListing& listing, std::string& error);
+
+  // One stored value, "<md5 hex of the document>\n<document>", as the
+  // library frames it: its version and whether the digest verifies.
+  static Record Examine(const std::string& scope, const std::string& key, const std::string& value);
+
+  // One line a record: key, version ("-" for none), digest, and the scope
+  // when it is not the default one; the columns aligned.
+  std::string Format() const;
+
+  std::vector<Record> records;
+};
+
+}  // namespace OstrelCli
+
+#endif  // OSTREL_TOOLS_CLI_STORELISTING_H_
