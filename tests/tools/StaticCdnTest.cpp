@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ConfigServer.h"
@@ -39,8 +40,16 @@ std::string PublishTheme(TempFolder& data, OstrelServer::ConfigServer& server,
 }
 
 // The requests nginx served since the last call.
-std::vector<std::string> NewRequests(const NginxProcess& nginx, size_t& seen) {
-  const std::vector<std::string> all = nginx.Requests();
+// nginx writes its access log line after the answer has left, so the lines
+// of requests the client has seen answered may still be on their way: wait
+// for count of them, at most five seconds.
+std::vector<std::string> NewRequests(const NginxProcess& nginx, size_t& seen, size_t count) {
+  std::vector<std::string> all = nginx.Requests();
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (all.size() < seen + count && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    all = nginx.Requests();
+  }
   std::vector<std::string> fresh(all.begin() + static_cast<long>(std::min(seen, all.size())),
                                  all.end());
   seen = all.size();
@@ -83,7 +92,7 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   Notification first;
   ASSERT_TRUE(client.WaitForDownload("ui", "", kWait, &first));
   EXPECT_EQ(client.Get("ui", "theme", "none"), "dark");
-  const std::vector<std::string> downloads = NewRequests(nginx, seen);
+  const std::vector<std::string> downloads = NewRequests(nginx, seen, 2);
   ASSERT_EQ(downloads.size(), 2u);
   EXPECT_EQ(downloads[0].rfind("GET /app/index-", 0), 0u) << downloads[0];
   EXPECT_EQ(downloads[1], "GET /app/ns/ui/" + first.version + ".json HTTP/1.1 200");
@@ -94,7 +103,7 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   Notification update;
   ASSERT_TRUE(client.WaitForDownload("ui", first.version, kWait, &update));
   EXPECT_EQ(client.Get("ui", "theme", "none"), "light");
-  const std::vector<std::string> reexport = NewRequests(nginx, seen);
+  const std::vector<std::string> reexport = NewRequests(nginx, seen, 2);
   ASSERT_EQ(reexport.size(), 2u);
   EXPECT_EQ(reexport[1], "GET /" + second + " HTTP/1.1 200");
 
@@ -105,7 +114,7 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   ASSERT_TRUE(client.WaitForCount(3, kWait));
   EXPECT_EQ(client.Notifications().back().version, third.substr(10, third.size() - 15));
   EXPECT_EQ(client.Get("ui", "theme", "none"), "green");
-  const std::vector<std::string> damaged = NewRequests(nginx, seen);
+  const std::vector<std::string> damaged = NewRequests(nginx, seen, 2);
   ASSERT_EQ(damaged.size(), 2u);
   EXPECT_EQ(damaged[1], "GET /" + third + " HTTP/1.1 200");
   EXPECT_TRUE(log.WaitFor(" GET /downloadResource?resourceId=" + third + " -> 200", 1));
