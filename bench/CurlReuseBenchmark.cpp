@@ -113,12 +113,12 @@ class UpdateBench {
       std::lock_guard<std::mutex> lock(mutex_);
       documents_.clear();
       for (int n = 0; n < kNamespaces; ++n) {
-        OstrelTest::NamespaceSpec spec("ns" + std::to_string(n), version);
+        OstrelTest::NamespaceSpec descriptor("ns" + std::to_string(n), version);
         const std::string config = OstrelTest::ConfigJson(
-            spec.name, version, {{"key", "value " + version}}, OstrelTest::ResourceIdOf(spec));
-        spec.md5 = OstrelTest::Md5Of(config);
-        documents_[OstrelTest::ResourceIdOf(spec)] = config;
-        namespaces.push_back(spec);
+            descriptor.name, version, {{"key", "value " + version}}, OstrelTest::ResourceIdOf(descriptor));
+        descriptor.md5 = OstrelTest::Md5Of(config);
+        documents_[OstrelTest::ResourceIdOf(descriptor)] = config;
+        namespaces.push_back(descriptor);
       }
       documents_[indexId] =
           OstrelTest::IndexJson(indexId, version, server_.Authority(), namespaces);
@@ -139,9 +139,9 @@ class UpdateBench {
   bool Download(bool reuse) {
     Ostrel::IOHttpClient* client = reuse ? reusing_.get() : fresh_.get();
     for (int n = 0; n < kNamespaces; ++n) {
-      OstrelTest::NamespaceSpec spec("ns" + std::to_string(n), std::to_string(version_));
+      OstrelTest::NamespaceSpec descriptor("ns" + std::to_string(n), std::to_string(version_));
       OstrelTest::TestRequest request(
-          "https://" + server_.Authority() + "/" + OstrelTest::ResourceIdOf(spec));
+          "https://" + server_.Authority() + "/" + OstrelTest::ResourceIdOf(descriptor));
       OstrelTest::TestResponse response;
       if (client->Send(&request, &response) != 0 || response.statusCode != 200) return false;
     }
