@@ -5,10 +5,9 @@
 #include <optional>
 #include <utility>
 
-#include "ostrel_host/CurlHttpClient.h"
+#include "PlatformAdapters.h"
 #include "ostrel_host/HttpGetRequest.h"
 #include "ostrel_host/LogStatistics.h"
-#include "ostrel_host/SqliteStorage.h"
 #include "ostrel_host/StreamLogger.h"
 
 namespace OstrelLocal {
@@ -74,7 +73,7 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
 
   // Offline: refuse every request, as a machine without network would.
   int Send(Ostrel::IOHttpRequest* request, Ostrel::IOHttpResponse* response) override {
-    if (!offline) return http->Send(request, response);
+    if (!offline) return adapters->http()->Send(request, response);
     {
       std::lock_guard<std::mutex> lock(mutex);
       ++refused;
@@ -86,8 +85,7 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
 
   OstrelHost::StreamLogger logger;
   OstrelHost::LogStatistics statistics;
-  std::unique_ptr<OstrelHost::SqliteStorage> storage;
-  std::unique_ptr<OstrelHost::CurlHttpClient> http;
+  std::unique_ptr<PlatformAdapters> adapters;
   const bool offline;
   const int logLevel;
 
@@ -114,16 +112,11 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   }
   std::unique_ptr<Services> services(new Services(options));
   std::string storeError;
-  services->storage = OstrelHost::SqliteStorage::Open(options.storePath, &storeError);
-  if (!services->storage) {
+  services->adapters = PlatformAdapters::Open(options.storePath, storeError);
+  if (!services->adapters) {
     error = "cannot open the store " + options.storePath + ": " + storeError;
     return false;
   }
-  OstrelHost::CurlHttpOptions httpOptions;
-  httpOptions.connectTimeoutMs = 2000;
-  httpOptions.totalTimeoutMs = 10000;
-  httpOptions.proxy = std::string();  // a local server is never behind a proxy
-  services->http.reset(new OstrelHost::CurlHttpClient(httpOptions));
 
   Ostrel::Client::Options client;
   client.appKey = options.appKey;
@@ -140,7 +133,7 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   // Info lines reach the session, which follows update checks through them.
   client.logLevel = options.logLevel < 1 ? options.logLevel : 1;
   client.logger = services.get();
-  client.storage = services->storage.get();
+  client.storage = services->adapters->storage();
   client.httpClient = services.get();
   // Statistics lines are written whatever the log level: only when asked for.
   client.statistics = options.logLevel <= 1 ? &services->statistics : nullptr;
@@ -210,7 +203,9 @@ bool LocalSession::RelayGatewayNotice() {
   if (!client_ || services_->offline) return false;
   OstrelHost::HttpGetRequest request("http://" + server_ + "/admin/notice?appKey=" + appKey_);
   BodyResponse response;
-  if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
+  if (services_->adapters->http()->Send(&request, &response) != 0 || !response.success) {
+    return false;
+  }
   if (response.body.empty()) return false;  // nothing published for the app yet
   if (intercept_ == nullptr) intercept_ = client_->Raw()->getIntercept();
   if (intercept_ == nullptr) return false;
