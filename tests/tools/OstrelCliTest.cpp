@@ -135,12 +135,14 @@ TEST(OstrelCli, UsageErrorsSayWhatWasWrong) {
   }
 }
 
-TEST(OstrelCli, TheLimitsOfANumberAreAccepted) {
+TEST(OstrelCli, FlagsAndTheLimitsOfNumbersAreAccepted) {
   TempFolder store;
   // Nothing listens on port 1: both runs get as far as the server.
   const Args common = {"--server", "127.0.0.1:1", "--store", store.File("s.db")};
-  const CliRun timeout = RunCli(Join(common, {"--timeout", "3600", "--cached", "get", "ui", "k"}));
+  const CliRun timeout =
+      RunCli(Join(common, {"-v", "--timeout", "3600", "--cached", "get", "ui", "k"}));
   EXPECT_EQ(timeout.code, 4) << timeout.err;
+  EXPECT_NE(timeout.err.find("Z I "), std::string::npos) << "-v shows info lines";
   const CliRun watch = RunCli(Join(common, {"--timeout", "1", "watch", "ui", "1"}));
   EXPECT_EQ(watch.code, 0) << watch.err;
 }

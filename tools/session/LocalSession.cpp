@@ -249,14 +249,16 @@ bool LocalSession::FetchFromServer(const std::string& target, std::string& body)
   if (!client_ || services_->offline) return false;
   OstrelHost::HttpGetRequest request(services_->apiPrefix + target);
   BodyResponse response;
-  if (services_->http->Send(&request, &response) != 0 || !response.success) return false;
+  // Only a 2xx answer sets success; a transport failure leaves it false.
+  services_->http->Send(&request, &response);
+  if (!response.success) return false;
   body = std::move(response.body);
   return true;
 }
 
 std::string NoticeField(const std::string& notice, const std::string& name) {
   const std::string prefix = name + "=";
-  for (size_t start = 0; start <= notice.size();) {
+  for (size_t start = 0; start < notice.size();) {
     size_t end = notice.find('&', start);
     if (end == std::string::npos) end = notice.size();
     if (notice.compare(start, prefix.size(), prefix) == 0) {
