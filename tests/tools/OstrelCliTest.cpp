@@ -203,6 +203,13 @@ TEST(OstrelCli, ReadsExitWithWhatWasMissing) {
     EXPECT_EQ(CliLines(run.err), c.cliSays);
     EXPECT_LT(run.tookMs, 10000);
   }
+  // A namespace the store never held, under an index it already holds: the
+  // check finds nothing new, and the read waits for its first download.
+  ASSERT_EQ(RunCli(Join(server.Options("again.db"), {"get", "ui", "theme"})).code, 0);
+  const CliRun again = RunCli(Join(server.Options("again.db"), {"text", "note"}));
+  EXPECT_EQ(again.code, 0);
+  EXPECT_EQ(again.out, "hello\n");
+  EXPECT_EQ(CliLines(again.err), "");
 }
 
 TEST(OstrelCli, AttributeOptionsReachTheMatchers) {
