@@ -15,10 +15,11 @@ OSTREL_FAST_TLS thread_local int tDepth = 0;
 }  // namespace
 
 // A pass is a read section: the engine's published snapshots stay valid for
-// as long as the call holds it. Entering and the test of gClosed are both
-// sequentially consistent, as are the closing store and the draining loads:
-// either the entering thread sees the gate closed, or the closing thread sees
-// it inside.
+// as long as the call holds it. The test of gClosed is a load after the
+// entry (ReadSection::Enter orders it), and the closing thread counts
+// readers only after its store of gClosed and a barrier that every reading
+// thread passes (AnyReaderInside): either the entering thread sees the gate
+// closed, or the closing thread sees it inside and waits for it.
 ApiGate::Pass::Pass() : counter_(ReadSection::Enter()) {
   if (gClosed.load(std::memory_order_seq_cst)) {
     ReadSection::Leave(counter_);

@@ -13,9 +13,10 @@ namespace Ostrel {
 // that are being destroyed.
 //
 // A pass is also a read section (host/ReadSection.h): for its duration the
-// engine's published snapshots may be read without a lock. Entry costs two
-// uncontended atomic operations on a counter of the calling thread's own, so
-// concurrent readers do not share a cache line.
+// engine's published snapshots may be read without a lock. Entry costs a
+// store to a counter of the calling thread's own and the load of a flag that
+// only teardown writes, so concurrent readers do not share a written cache
+// line.
 class ApiGate {
  public:
   // RAII pass: check open() before doing anything.

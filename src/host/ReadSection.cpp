@@ -3,6 +3,14 @@
 #include <atomic>
 #include <mutex>
 
+#if defined(_WIN32)
+#include <windows.h>
+#elif defined(__linux__)
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 namespace Ostrel {
 namespace read_section_internal {
 
@@ -11,8 +19,43 @@ Slot gSharedSlots[kSharedSlotCount];
 std::atomic<uint64_t> gEpoch{2};
 OSTREL_FAST_TLS OSTREL_THREAD_LOCAL Slot* tSlot = nullptr;
 OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tSlotOwned = false;
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tPlainEntry = false;
 
 namespace {
+
+// Whether writers can make every reader thread pass a full barrier. Decided
+// once, before the first reader takes a slot or the first writer counts, and
+// never changed: a reader that entered with a plain store relies on every
+// later count being preceded by the barrier.
+bool ProcessBarrierAvailable() {
+#if defined(_WIN32)
+  return true;
+#elif defined(__linux__) && defined(__NR_membarrier)
+  static const bool available = [] {
+    const long commands = syscall(__NR_membarrier, MEMBARRIER_CMD_QUERY, 0);
+    if (commands < 0 || (commands & MEMBARRIER_CMD_PRIVATE_EXPEDITED) == 0) return false;
+    // The expedited command needs the process to register first (once).
+    return syscall(__NR_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0) == 0;
+  }();
+  return available;
+#else
+  return false;
+#endif
+}
+
+// Every thread of the process passes a full memory barrier before this
+// returns: a store a reader made before that point is visible to the
+// caller's later loads, and a load the reader makes after it sees the
+// caller's earlier stores. Nothing to do when readers enter atomically.
+void PassProcessBarrier() {
+  if (!ProcessBarrierAvailable()) return;
+#if defined(_WIN32)
+  FlushProcessWriteBuffers();
+#elif defined(__linux__) && defined(__NR_membarrier)
+  // Cannot fail once registered: the command was reported and accepted.
+  syscall(__NR_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0);
+#endif
+}
 
 OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tThreadEnding = false;
 
@@ -23,6 +66,7 @@ struct SlotRelease {
     if (tSlotOwned) tSlot->owned.store(false, std::memory_order_release);
     tSlot = nullptr;
     tSlotOwned = false;
+    tPlainEntry = false;
     tThreadEnding = true;
   }
 };
@@ -31,6 +75,7 @@ Slot* AssignSharedSlot() {
   static std::atomic<unsigned> nextShared{0};
   tSlot = &gSharedSlots[nextShared.fetch_add(1, std::memory_order_relaxed) % kSharedSlotCount];
   tSlotOwned = false;
+  tPlainEntry = false;
   return tSlot;
 }
 
@@ -48,6 +93,7 @@ Slot* AssignSlot() {
         slot.owned.compare_exchange_strong(expected, true, std::memory_order_acquire)) {
       tSlot = &slot;
       tSlotOwned = true;
+      tPlainEntry = ProcessBarrierAvailable();
       return tSlot;
     }
   }
@@ -60,12 +106,15 @@ Slot* AssignSlot() {
 namespace {
 
 using read_section_internal::gEpoch;
+using read_section_internal::PassProcessBarrier;
 using read_section_internal::gOwnedSlots;
 using read_section_internal::gSharedSlots;
 using read_section_internal::Slot;
 
 std::mutex gAdvanceMutex;
 
+// Callers pass the process barrier first, so that readers that entered with a
+// plain store are counted.
 int64_t CountInside(int parity) {
   int64_t total = 0;
   for (Slot& slot : gOwnedSlots) total += slot.inside[parity].load(std::memory_order_seq_cst);
@@ -83,11 +132,15 @@ uint64_t ReadSection::TryAdvance() {
   // Readers of the previous epoch share its parity with the next epoch; they
   // must be gone before new readers start counting there.
   const int previousParity = static_cast<int>((epoch + 1) & 1);
+  PassProcessBarrier();
   if (CountInside(previousParity) != 0) return epoch;
   gEpoch.store(epoch + 1, std::memory_order_seq_cst);
   return epoch + 1;
 }
 
-bool ReadSection::AnyReaderInside() { return CountInside(0) != 0 || CountInside(1) != 0; }
+bool ReadSection::AnyReaderInside() {
+  PassProcessBarrier();
+  return CountInside(0) != 0 || CountInside(1) != 0;
+}
 
 }  // namespace Ostrel
