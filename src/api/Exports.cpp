@@ -37,13 +37,14 @@ OSTREL_EXPORT void DestroyIOstrelConfig() {
   }
 }
 
+// The two read exports reach the facade's code directly: a call to
+// GetIOstrelConfig, an exported name, would go through the dynamic loader's
+// table on every read, and the slot through the vtable.
 OSTREL_EXPORT char* getOstrelConfig(const char* nameSpace, const char* key,
                                     const char* defaultValue) {
-  return GetIOstrelConfig()->getConfig(nameSpace, key, defaultValue);
+  return Ostrel::OstrelConfigImpl::GetInstance()->getConfig(nameSpace, key, defaultValue);
 }
 
-OSTREL_EXPORT void freeOstrelConfigValue(char* value) {
-  GetIOstrelConfig()->freeConfigValue(value);
-}
+OSTREL_EXPORT void freeOstrelConfigValue(char* value) { Ostrel::FreeCString(value); }
 
 }  // extern "C"

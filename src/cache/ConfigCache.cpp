@@ -19,8 +19,7 @@ const char kHigh[] = "HIGH";
 
 ConfigCache::ConfigCache(ConfigCacheHooks hooks)
     : hooks_(std::move(hooks)),
-      writes_(PendingWrites::Create()),
-      documents_(std::make_unique<DocumentMap>()) {}
+      writes_(PendingWrites::Create()) {}
 
 ConfigCache::~ConfigCache() { writes_->Flush(); }
 
@@ -113,12 +112,6 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
     if (hooks_.notify) hooks_.notify(item.document->name, item.reportedVersion, true);
   }
   return toLoad;
-}
-
-const ConfigDO* ConfigCache::Peek(std::string_view name) const {
-  const DocumentMap* documents = documents_.Read();
-  auto found = documents->find(name);
-  return found == documents->end() ? nullptr : found->second.get();
 }
 
 std::shared_ptr<ConfigDO> ConfigCache::Get(const std::string& name) const {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "cache/PendingWrites.h"
+#include "cache/PublishedDocuments.h"
 #include "host/Mutex.h"
-#include "host/SnapshotCell.h"
 #include "model/ConfigDO.h"
 #include "model/IndexDO.h"
 #include "model/NamespaceDO.h"
@@ -60,14 +60,15 @@ class ConfigCache {
   std::shared_ptr<ConfigDO> LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns);
 
   // For host threads inside a read section: the document, valid until they
-  // leave it; null when absent.
-  const ConfigDO* Peek(std::string_view name) const;
+  // leave it; null when absent, and for a name that lookups refuse (empty or
+  // reserved), whatever storage held.
+  const ConfigDO* Peek(std::string_view name) const { return documents_.Find(name); }
   // For any thread: a shared reference; null when absent.
   std::shared_ptr<ConfigDO> Get(const std::string& name) const;
   std::vector<std::string> Names() const;
 
  private:
-  using DocumentMap = std::map<std::string, std::shared_ptr<ConfigDO>, std::less<>>;
+  using DocumentMap = PublishedDocuments::Map;
 
   void Persist(const std::shared_ptr<ConfigDO>& config);
 
@@ -76,7 +77,7 @@ class ConfigCache {
 
   // Serialises writers, and readers that are not inside a read section.
   mutable Mutex writeMutex_;
-  SnapshotCell<DocumentMap> documents_;
+  PublishedDocuments documents_;
 };
 
 }  // namespace Ostrel

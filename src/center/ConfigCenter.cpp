@@ -143,16 +143,13 @@ void ConfigCenter::RequestLoad(const std::string& nameSpace, const char* taskNam
   if (!posted) tracker_.ClearLazyQueued(nameSpace);
 }
 
-const ConfigDO* ConfigCenter::FindDocument(std::string_view nameSpace) {
-  if (!CheckLookupName(nameSpace)) return nullptr;
-  const ConfigDO* document = configCache_->Peek(nameSpace);
-  if (document != nullptr) return document;
+void ConfigCenter::OnLookupMiss(std::string_view nameSpace) {
+  if (!CheckLookupName(nameSpace)) return;
   const std::string name(nameSpace);
   if (LogEnabled(kLogInfo)) {
     LogInfo("GetConfigObj", kTag, "getConfigObj , namespace " + name + " ... null");
   }
   RequestLoad(name, "ConfigCenter::GetConfigObj");
-  return nullptr;
 }
 
 char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {

@@ -94,8 +94,16 @@ class ConfigCenter {
   // Shared checks of every lookup form; false when the name is refused.
   bool CheckLookupName(std::string_view nameSpace);
   // The cached document for a lookup, inside the caller's read section; on a
-  // miss, remembers or starts a load and answers null.
-  const ConfigDO* FindDocument(std::string_view nameSpace);
+  // miss, remembers or starts a load and answers null. Inline, as every host
+  // read hits here. The cache answers nothing for an empty or a reserved
+  // name, so a hit needs no check: such a name is refused on a miss.
+  const ConfigDO* FindDocument(std::string_view nameSpace) {
+    const ConfigDO* document = configCache_->Peek(nameSpace);
+    if (document == nullptr) OnLookupMiss(nameSpace);
+    return document;
+  }
+  // FindDocument's miss: logs and refuses the name, or asks for a load.
+  void OnLookupMiss(std::string_view nameSpace);
   // A lookup or registration found nothing cached: remember the namespace,
   // or post one lazy load under taskName.
   void RequestLoad(const std::string& nameSpace, const char* taskName);

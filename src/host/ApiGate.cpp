@@ -7,34 +7,14 @@
 #include "host/ReadSection.h"
 
 namespace Ostrel {
-namespace {
+namespace api_gate_internal {
 
 std::atomic<bool> gClosed{false};
-OSTREL_FAST_TLS thread_local int tDepth = 0;
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL int tDepth = 0;
 
-}  // namespace
+}  // namespace api_gate_internal
 
-// A pass is a read section: the engine's published snapshots stay valid for
-// as long as the call holds it. The test of gClosed is a load after the
-// entry (ReadSection::Enter orders it), and the closing thread counts
-// readers only after its store of gClosed and a barrier that every reading
-// thread passes (AnyReaderInside): either the entering thread sees the gate
-// closed, or the closing thread sees it inside and waits for it.
-ApiGate::Pass::Pass() : counter_(ReadSection::Enter()) {
-  if (gClosed.load(std::memory_order_seq_cst)) {
-    ReadSection::Leave(counter_);
-    entered_ = false;
-    return;
-  }
-  entered_ = true;
-  ++tDepth;
-}
-
-ApiGate::Pass::~Pass() {
-  if (!entered_) return;
-  --tDepth;
-  ReadSection::Leave(counter_);
-}
+using api_gate_internal::gClosed;
 
 void ApiGate::CloseAndDrain() {
   gClosed.store(true, std::memory_order_seq_cst);
@@ -47,6 +27,6 @@ void ApiGate::CloseAndDrain() {
 
 void ApiGate::Reopen() { gClosed.store(false, std::memory_order_seq_cst); }
 
-bool ApiGate::InsideOnThisThread() { return tDepth > 0; }
+bool ApiGate::InsideOnThisThread() { return api_gate_internal::tDepth > 0; }
 
 }  // namespace Ostrel

@@ -125,18 +125,6 @@ ConfigContent ConfigContent::FromMap(const std::map<std::string, std::string>& p
   return builder.Finish();
 }
 
-namespace {
-
-// FNV-1a over the key's bytes: cheap for the short keys configs use, and
-// spread well enough for a half-empty table.
-inline uint64_t HashKey(std::string_view key) {
-  uint64_t hash = 14695981039346656037ull;
-  for (unsigned char c : key) hash = (hash ^ c) * 1099511628211ull;
-  return hash ^ (hash >> 29);
-}
-
-}  // namespace
-
 void ConfigContent::BuildIndex() {
   slots_.clear();
   if (entries_.empty()) return;
@@ -149,19 +137,6 @@ void ConfigContent::BuildIndex() {
     while (slots_[slot] != 0) slot = (slot + 1) & mask;
     slots_[slot] = static_cast<uint32_t>(i + 1);
   }
-}
-
-bool ConfigContent::Find(std::string_view key, std::string_view* value) const {
-  if (slots_.empty()) return false;
-  const size_t mask = slots_.size() - 1;
-  for (size_t slot = HashKey(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    const Entry& entry = entries_[slots_[slot] - 1];
-    if (entry.keyLength == key.size() && KeyOf(entry) == key) {
-      *value = ValueOf(entry);
-      return true;
-    }
-  }
-  return false;
 }
 
 bool ConfigContent::Find(std::string_view key, std::string* value) const {

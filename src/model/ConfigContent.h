@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "model/KeyHash.h"
+
 namespace Ostrel {
 
 // Built once while a document is parsed, then read-only. All keys and values
@@ -71,8 +73,21 @@ class ConfigContent {
   static ConfigContent FromMap(const std::map<std::string, std::string>& pairs);
 
   // The value under key (exact, case-sensitive bytes). O(1); the view form
-  // copies nothing and lives as long as this content.
-  bool Find(std::string_view key, std::string_view* value) const;
+  // copies nothing and lives as long as this content. Inline: host reads
+  // call it on every hit.
+  bool Find(std::string_view key, std::string_view* value) const {
+    if (slots_.empty()) return false;
+    const size_t mask = slots_.size() - 1;
+    for (size_t slot = HashKey(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+      const Entry& entry = entries_[slots_[slot] - 1];
+      if (entry.keyLength == key.size() &&
+          SameKeyBytes(bytes_.data() + entry.keyOffset, key.data(), key.size())) {
+        *value = ValueOf(entry);
+        return true;
+      }
+    }
+    return false;
+  }
   bool Find(std::string_view key, std::string* value) const;
 
   size_t size() const { return entries_.size(); }

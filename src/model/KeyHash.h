@@ -1,0 +1,107 @@
+// Hashing and comparing the short names a read looks up: namespace names
+// and configuration keys.
+#ifndef OSTREL_MODEL_KEYHASH_H_
+#define OSTREL_MODEL_KEYHASH_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace Ostrel {
+namespace key_hash_internal {
+
+inline uint64_t Load64(const char* at) {
+  uint64_t word;
+  std::memcpy(&word, at, sizeof(word));
+  return word;
+}
+
+inline uint64_t Load32(const char* at) {
+  uint32_t word;
+  std::memcpy(&word, at, sizeof(word));
+  return word;
+}
+
+// The full 128-bit product of a and b, its halves xor-ed together: every
+// bit of either factor reaches the low bits that a table's mask keeps.
+inline uint64_t Fold(uint64_t a, uint64_t b) {
+#if defined(__SIZEOF_INT128__)
+  __extension__ typedef unsigned __int128 Wide;
+  const Wide product = static_cast<Wide>(a) * b;
+  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+#else
+  const uint64_t aLow = a & 0xffffffffu, aHigh = a >> 32;
+  const uint64_t bLow = b & 0xffffffffu, bHigh = b >> 32;
+  const uint64_t lowLow = aLow * bLow, lowHigh = aLow * bHigh;
+  const uint64_t highLow = aHigh * bLow, highHigh = aHigh * bHigh;
+  const uint64_t middle = (lowLow >> 32) + (lowHigh & 0xffffffffu) + (highLow & 0xffffffffu);
+  const uint64_t low = (lowLow & 0xffffffffu) | (middle << 32);
+  const uint64_t high = highHigh + (lowHigh >> 32) + (highLow >> 32) + (middle >> 32);
+  return low ^ high;
+#endif
+}
+
+constexpr uint64_t kSeed = 0xa0761d6478bd642full;
+constexpr uint64_t kMix = 0xe7037ed1a0b428dbull;
+constexpr uint64_t kFinish = 0x8ebc6af09c88c6e3ull;
+
+}  // namespace key_hash_internal
+
+// A hash of the bytes of key, read eight (or four) at a time: names are
+// hashed on every host call, and a byte-at-a-time hash costs a
+// multiplication per character. Words are loaded in the machine's byte
+// order, so a hash means something in this process only: tables built with
+// it are never stored. Any thread.
+inline uint64_t HashKey(std::string_view key) {
+  using namespace key_hash_internal;
+  const char* at = key.data();
+  const size_t length = key.size();
+  uint64_t state = kSeed ^ length;
+  // The last one to sixteen bytes become a and b (overlapping when the key
+  // is shorter); anything before them is folded into state first.
+  uint64_t a = 0, b = 0;
+  if (length > 16) {
+    for (size_t i = 0; i + 16 < length; i += 8) state = Fold(Load64(at + i) ^ kMix, state);
+    a = Load64(at + length - 16);
+    b = Load64(at + length - 8);
+  } else if (length > 8) {
+    a = Load64(at);
+    b = Load64(at + length - 8);
+  } else if (length >= 4) {
+    a = Load32(at);
+    b = Load32(at + length - 4);
+  } else if (length > 0) {
+    const auto byte = [at](size_t i) { return uint64_t{static_cast<unsigned char>(at[i])}; };
+    a = (byte(0) << 16) | (byte(length / 2) << 8) | byte(length - 1);
+  }
+  return Fold(Fold(a ^ kMix, b ^ state), kFinish);
+}
+
+// Whether a and b, of equal length, hold the same bytes. Inline and word by
+// word for the short names reads compare; long ones go to memcmp.
+inline bool SameKeyBytes(const char* a, const char* b, size_t length) {
+  using namespace key_hash_internal;
+  if (length >= 8) {
+    if (length > 64) return std::memcmp(a, b, length) == 0;
+    for (size_t i = 0; i + 8 < length; i += 8) {
+      if (Load64(a + i) != Load64(b + i)) return false;
+    }
+    return Load64(a + length - 8) == Load64(b + length - 8);
+  }
+  if (length >= 4) {
+    return Load32(a) == Load32(b) && Load32(a + length - 4) == Load32(b + length - 4);
+  }
+  for (size_t i = 0; i < length; ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
+
+inline bool SameKey(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && SameKeyBytes(a.data(), b.data(), a.size());
+}
+
+}  // namespace Ostrel
+
+#endif  // OSTREL_MODEL_KEYHASH_H_
