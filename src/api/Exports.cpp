@@ -42,7 +42,7 @@ OSTREL_EXPORT void DestroyIOstrelConfig() {
 // table on every read, and the slot through the vtable.
 OSTREL_EXPORT char* getOstrelConfig(const char* nameSpace, const char* key,
                                     const char* defaultValue) {
-  return Ostrel::OstrelConfigImpl::GetInstance()->getConfig(nameSpace, key, defaultValue);
+  return Ostrel::OstrelConfigImpl::ReadConfig(nameSpace, key, defaultValue);
 }
 
 OSTREL_EXPORT void freeOstrelConfigValue(char* value) { Ostrel::FreeCString(value); }

@@ -83,6 +83,11 @@ bool OstrelConfigImpl::init(IOConfig* config) {
 
 char* OstrelConfigImpl::getConfig(const char* nameSpace, const char* key,
                                   const char* defaultValue) {
+  return ReadConfig(nameSpace, key, defaultValue);
+}
+
+char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
+                                   const char* defaultValue) {
   if (nameSpace == nullptr || key == nullptr) return nullptr;
   {
     // The hot path: the value is copied straight from the cached document

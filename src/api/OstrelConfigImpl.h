@@ -13,6 +13,11 @@ class OstrelConfigImpl final : public IOstrelConfig {
  public:
   static OstrelConfigImpl* GetInstance();
 
+  // getConfig's work, for the getOstrelConfig export: the facade has no
+  // state, so the export needs neither the instance nor the vtable. Any
+  // thread; the result is the caller's, freed with FreeCString.
+  static char* ReadConfig(const char* nameSpace, const char* key, const char* defaultValue);
+
   OstrelConfigImpl() = default;
   ~OstrelConfigImpl() = default;
 
