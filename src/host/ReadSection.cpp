@@ -17,9 +17,7 @@ namespace read_section_internal {
 Slot gOwnedSlots[kOwnedSlotCount];
 Slot gSharedSlots[kSharedSlotCount];
 std::atomic<uint64_t> gEpoch{2};
-OSTREL_FAST_TLS OSTREL_THREAD_LOCAL Slot* tSlot = nullptr;
-OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tSlotOwned = false;
-OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tPlainEntry = false;
+OSTREL_FAST_TLS OSTREL_THREAD_LOCAL ThreadReader tReader = {nullptr, false, false};
 
 namespace {
 
@@ -63,20 +61,17 @@ OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tThreadEnding = false;
 // zero then, as every section is scoped.
 struct SlotRelease {
   ~SlotRelease() {
-    if (tSlotOwned) tSlot->owned.store(false, std::memory_order_release);
-    tSlot = nullptr;
-    tSlotOwned = false;
-    tPlainEntry = false;
+    if (tReader.owned) tReader.slot->owned.store(false, std::memory_order_release);
+    tReader = {nullptr, false, false};
     tThreadEnding = true;
   }
 };
 
 Slot* AssignSharedSlot() {
   static std::atomic<unsigned> nextShared{0};
-  tSlot = &gSharedSlots[nextShared.fetch_add(1, std::memory_order_relaxed) % kSharedSlotCount];
-  tSlotOwned = false;
-  tPlainEntry = false;
-  return tSlot;
+  Slot* slot = &gSharedSlots[nextShared.fetch_add(1, std::memory_order_relaxed) % kSharedSlotCount];
+  tReader = {slot, false, false};
+  return slot;
 }
 
 }  // namespace
@@ -91,10 +86,8 @@ Slot* AssignSlot() {
     bool expected = false;
     if (!slot.owned.load(std::memory_order_relaxed) &&
         slot.owned.compare_exchange_strong(expected, true, std::memory_order_acquire)) {
-      tSlot = &slot;
-      tSlotOwned = true;
-      tPlainEntry = ProcessBarrierAvailable();
-      return tSlot;
+      tReader = {&slot, true, ProcessBarrierAvailable()};
+      return &slot;
     }
   }
   // More threads read at once than there are owned slots.

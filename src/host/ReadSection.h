@@ -84,11 +84,17 @@ constexpr int kSharedSlotCount = 16;
 extern Slot gOwnedSlots[kOwnedSlotCount];
 extern Slot gSharedSlots[kSharedSlotCount];
 extern std::atomic<uint64_t> gEpoch;
-extern OSTREL_FAST_TLS OSTREL_THREAD_LOCAL Slot* tSlot;
-extern OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tSlotOwned;
-// True when the thread owns its slot and writers use the process-wide
-// barrier: the thread then enters and leaves with plain stores.
-extern OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tPlainEntry;
+// The calling thread's counters and how it updates them, together so that
+// a section reaches them through one thread-local address.
+struct ThreadReader {
+  Slot* slot;  // null until the thread's first section
+  bool owned;  // the slot is this thread's alone
+  // Owned, and writers pass the process-wide barrier: the thread enters
+  // with a plain store.
+  bool plainEntry;
+};
+extern OSTREL_FAST_TLS OSTREL_THREAD_LOCAL ThreadReader tReader;
+// Fills tReader; returns its slot.
 Slot* AssignSlot();
 
 }  // namespace read_section_internal
@@ -116,10 +122,11 @@ Slot* AssignSlot();
 // Leaving only has to publish the reader's last reads: a release store.
 inline ReadSection::Counter* ReadSection::Enter() {
   using namespace read_section_internal;
-  Slot* slot = tSlot;
+  ThreadReader& reader = tReader;
+  Slot* slot = reader.slot;
   if (slot == nullptr) slot = AssignSlot();
   Counter* counter = &slot->inside[gEpoch.load(std::memory_order_relaxed) & 1];
-  if (tPlainEntry) {
+  if (reader.plainEntry) {
     counter->store(counter->load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);
   } else {
@@ -130,7 +137,7 @@ inline ReadSection::Counter* ReadSection::Enter() {
 
 inline void ReadSection::Leave(Counter* counter) {
   using namespace read_section_internal;
-  if (tSlotOwned) {
+  if (tReader.owned) {
     counter->store(counter->load(std::memory_order_relaxed) - 1, std::memory_order_release);
   } else {
     counter->fetch_sub(1, std::memory_order_release);
