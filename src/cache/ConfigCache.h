@@ -63,6 +63,13 @@ class ConfigCache {
   // leave it; null when absent, and for a name that lookups refuse (empty or
   // reserved), whatever storage held.
   const ConfigDO* Peek(std::string_view name) const { return documents_.Find(name); }
+  // For host threads inside a read section: Peek's document, then the value
+  // under key in it, in one step; the value is valid until they leave.
+  using ValueLookup = PublishedDocuments::ValueLookup;
+  ValueLookup PeekValue(std::string_view name, std::string_view key,
+                        std::string_view* value) const {
+    return documents_.FindValue(name, key, value);
+  }
   // For any thread: a shared reference; null when absent.
   std::shared_ptr<ConfigDO> Get(const std::string& name) const;
   std::vector<std::string> Names() const;

@@ -21,7 +21,7 @@ PublishedDocuments::Snapshot::Snapshot(Map map) : documents(std::move(map)) {
     const uint64_t hash = HashKey(entry.first);
     size_t at = hash & mask;
     while (slots[at].document != nullptr) at = (at + 1) & mask;
-    slots[at] = Slot{hash, entry.first, entry.second.get()};
+    slots[at] = Slot{hash, entry.first, entry.second.get(), entry.second->content.view()};
   }
 }
 

@@ -40,22 +40,29 @@ class PublishedDocuments {
   // For a reader inside a read section: the document named name, valid until
   // it leaves; null when absent, and for an empty or reserved name.
   const ConfigDO* Find(std::string_view name) const {
-    const Snapshot* snapshot = cell_.Read();
-    const size_t mask = snapshot->slots.size() - 1;
-    const uint64_t hash = HashKey(name);
-    for (size_t at = hash & mask;; at = (at + 1) & mask) {
-      const Slot& slot = snapshot->slots[at];
-      if (slot.document == nullptr) return nullptr;
-      if (slot.hash == hash && SameKey(slot.name, name)) return slot.document;
-    }
+    const Slot* slot = FindSlot(name);
+    return slot == nullptr ? nullptr : slot->document;
+  }
+
+  enum class ValueLookup { kFound, kNoKey, kNoDocument };
+  // For a reader inside a read section: the value under key in the document
+  // named name (kFound; value valid until the reader leaves), or what was
+  // missing. A document without key/value content (CUSTOM) has no key.
+  ValueLookup FindValue(std::string_view name, std::string_view key,
+                        std::string_view* value) const {
+    const Slot* slot = FindSlot(name);
+    if (slot == nullptr) return ValueLookup::kNoDocument;
+    return slot->content.Find(key, value) ? ValueLookup::kFound : ValueLookup::kNoKey;
   }
 
  private:
-  // An empty slot has no document.
+  // An empty slot has no document. The document's content view is copied
+  // in, so that a read goes from the slot straight to the keys.
   struct Slot {
     uint64_t hash = 0;
     std::string_view name;  // the map's key
     const ConfigDO* document = nullptr;
+    ConfigContent::View content;
   };
 
   // The index refers into the map's nodes, which never move, so the pair is
@@ -70,6 +77,17 @@ class PublishedDocuments {
     // most half full, so that a probe always ends at an empty slot.
     std::vector<Slot> slots;
   };
+
+  const Slot* FindSlot(std::string_view name) const {
+    const Snapshot* snapshot = cell_.Read();
+    const size_t mask = snapshot->slots.size() - 1;
+    const uint64_t hash = HashKey(name);
+    for (size_t at = hash & mask;; at = (at + 1) & mask) {
+      const Slot& slot = snapshot->slots[at];
+      if (slot.document == nullptr) return nullptr;
+      if (slot.hash == hash && SameKey(slot.name, name)) return &slot;
+    }
+  }
 
   SnapshotCell<Snapshot> cell_;
 };

@@ -185,10 +185,18 @@ bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) 
 
 bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view key,
                                    std::string_view* value) {
-  const ConfigDO* document = FindDocument(nameSpace);
-  if (document == nullptr) return false;
+  // One lookup for both names; a missing namespace is FindDocument's miss.
   // No type test needed: a CUSTOM document's key/value content is empty.
-  return document->content.Find(key, value);
+  switch (configCache_->PeekValue(nameSpace, key, value)) {
+    case ConfigCache::ValueLookup::kFound:
+      return true;
+    case ConfigCache::ValueLookup::kNoKey:
+      return false;
+    case ConfigCache::ValueLookup::kNoDocument:
+      break;
+  }
+  OnLookupMiss(nameSpace);
+  return false;
 }
 
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {

@@ -139,6 +139,16 @@ void ConfigContent::BuildIndex() {
   }
 }
 
+ConfigContent::View ConfigContent::view() const {
+  static const uint32_t kNoSlots[1] = {0};
+  View view;
+  view.slots_ = slots_.empty() ? kNoSlots : slots_.data();
+  view.mask_ = slots_.empty() ? 0 : slots_.size() - 1;
+  view.entries_ = entries_.data();
+  view.bytes_ = bytes_.data();
+  return view;
+}
+
 bool ConfigContent::Find(std::string_view key, std::string* value) const {
   std::string_view found;
   if (!Find(key, &found)) return false;

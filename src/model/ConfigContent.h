@@ -72,21 +72,41 @@ class ConfigContent {
 
   static ConfigContent FromMap(const std::map<std::string, std::string>& pairs);
 
-  // The value under key (exact, case-sensitive bytes). O(1); the view form
-  // copies nothing and lives as long as this content. Inline: host reads
-  // call it on every hit.
-  bool Find(std::string_view key, std::string_view* value) const {
-    if (slots_.empty()) return false;
-    const size_t mask = slots_.size() - 1;
-    for (size_t slot = HashKey(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-      const Entry& entry = entries_[slots_[slot] - 1];
-      if (entry.keyLength == key.size() &&
-          SameKeyBytes(bytes_.data() + entry.keyOffset, key.data(), key.size())) {
-        *value = ValueOf(entry);
-        return true;
+  // What a lookup reads, as plain pointers into this content, so that an
+  // index of documents can hold it and reach the keys without another load.
+  // Valid while the content is neither destroyed nor moved; any thread, as
+  // the content is read-only once built.
+  class View {
+   public:
+    // The value under key (exact, case-sensitive bytes): O(1), copies
+    // nothing, lives as long as the content. Inline: host reads call it on
+    // every hit.
+    bool Find(std::string_view key, std::string_view* value) const {
+      for (size_t slot = HashKey(key) & mask_; slots_[slot] != 0; slot = (slot + 1) & mask_) {
+        const Entry& entry = entries_[slots_[slot] - 1];
+        if (entry.keyLength == key.size() &&
+            SameKeyBytes(bytes_ + entry.keyOffset, key.data(), key.size())) {
+          *value = std::string_view(bytes_ + entry.valueOffset, entry.valueLength);
+          return true;
+        }
       }
+      return false;
     }
-    return false;
+
+   private:
+    friend class ConfigContent;
+    // An empty content points at one empty slot: every probe ends there.
+    const uint32_t* slots_ = nullptr;
+    size_t mask_ = 0;
+    const Entry* entries_ = nullptr;
+    const char* bytes_ = nullptr;
+  };
+
+  View view() const;
+
+  // The value under key, as View::Find.
+  bool Find(std::string_view key, std::string_view* value) const {
+    return view().Find(key, value);
   }
   bool Find(std::string_view key, std::string* value) const;
 

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/ReadSection.h"
 
@@ -92,6 +94,56 @@ TEST(PublishedDocuments, ANullDocumentReadsAsAbsent) {
   ReadSection section;
   EXPECT_EQ(documents.Find("empty"), nullptr);
   EXPECT_NE(documents.Find("ns.0"), nullptr);
+}
+
+// The view copied into the index must reach the same content as the
+// document: every key of documents small and large, and keys they lack.
+TEST(PublishedDocuments, FindValueAnswersFromTheDocumentsContent) {
+  auto map = std::make_unique<PublishedDocuments::Map>();
+  std::map<std::string, std::string> large;
+  for (int i = 0; i < 500; ++i) large["key." + std::to_string(i)] = "v" + std::to_string(i);
+  (*map)["large"] = Document("large");
+  (*map)["large"]->content = ConfigContent::FromMap(large);
+  (*map)["short"] = Document("short");
+  // Short enough for the string's inline buffer, which moves with it.
+  (*map)["short"]->content = ConfigContent::FromMap({{"a", "1"}, {"", "empty key"}});
+  (*map)["custom"] = Document("custom");  // no key/value content
+  PublishedDocuments documents;
+  documents.Publish(std::move(map));
+  using Lookup = PublishedDocuments::ValueLookup;
+  struct Case {
+    const char* name;
+    std::string key;
+    Lookup expected;
+    const char* value;
+  };
+  const Case cases[] = {
+      {"large", "key.0", Lookup::kFound, "v0"},
+      {"large", "key.499", Lookup::kFound, "v499"},
+      {"large", "key.500", Lookup::kNoKey, ""},
+      {"short", "a", Lookup::kFound, "1"},
+      {"short", "", Lookup::kFound, "empty key"},
+      {"short", "b", Lookup::kNoKey, ""},
+      {"custom", "a", Lookup::kNoKey, ""},
+      {"custom", "", Lookup::kNoKey, ""},
+      {"absent", "a", Lookup::kNoDocument, ""},
+      {"", "a", Lookup::kNoDocument, ""},
+  };
+  ReadSection section;
+  for (const Case& c : cases) {
+    std::string_view value = "untouched";
+    EXPECT_EQ(documents.FindValue(c.name, c.key, &value), c.expected) << c.name << "/" << c.key;
+    if (c.expected == Lookup::kFound) {
+      EXPECT_EQ(value, c.value) << c.name << "/" << c.key;
+    } else {
+      EXPECT_EQ(value, "untouched") << c.name << "/" << c.key;
+    }
+  }
+  for (const auto& pair : large) {
+    std::string_view value;
+    ASSERT_EQ(documents.FindValue("large", pair.first, &value), Lookup::kFound) << pair.first;
+    EXPECT_EQ(value, pair.second);
+  }
 }
 
 }  // namespace
