@@ -8,8 +8,8 @@
 
 #include "Documents.h"
 #include "MemoryStorage.h"
+#include "TestExecutors.h"
 #include "cache/ConfigCache.h"
-#include "host/Settings.h"
 #include "host/StorageManager.h"
 #include "model/ConfigDO.h"
 #include "model/IndexDO.h"
@@ -21,10 +21,6 @@ constexpr int kKeys = 50;
 
 struct StoredNamespaces {
   StoredNamespaces() {
-    Ostrel::Settings settings;
-    settings.appKey = OstrelTest::kAppKey;
-    settings.appVersion = OstrelTest::kAppVersion;
-    Ostrel::EngineSettings::Replace(settings);
     std::vector<OstrelTest::NamespaceSpec> namespaces;
     for (int n = 0; n < kNamespaces; ++n) {
       const std::string name = "ns" + std::to_string(n);
@@ -37,10 +33,14 @@ struct StoredNamespaces {
       names.push_back(name);
     }
     index = Ostrel::IndexDO::ParseFormJson(OstrelTest::IndexJson("i", "1", "cdn", namespaces));
-    Ostrel::StorageManager::GetInstance()->SetStorage(&storage);
+    manager.SetStorage(&storage);
   }
 
+  const Ostrel::AppScope app{OstrelTest::kAppKey, OstrelTest::kAppVersion};
+  const Ostrel::ClientAttributes attributes;
   OstrelTest::MemoryStorage storage;
+  Ostrel::StorageManager manager;
+  OstrelTest::ManualExecutor writes;
   std::vector<std::string> names;
   std::shared_ptr<Ostrel::IndexDO> index;
 };
@@ -53,8 +53,8 @@ StoredNamespaces& Stored() {
 void BM_RestoreFromIndex(benchmark::State& state) {
   StoredNamespaces& stored = Stored();
   for (auto _ : state) {
-    Ostrel::ConfigCache cache{Ostrel::ConfigCacheHooks()};
-    benchmark::DoNotOptimize(cache.RestoreFromIndex(stored.index));
+    Ostrel::ConfigCache cache(&stored.manager, &stored.writes, Ostrel::ConfigCacheHooks());
+    benchmark::DoNotOptimize(cache.RestoreFromIndex(stored.index, stored.attributes, stored.app));
   }
   state.SetItemsProcessed(state.iterations() * kNamespaces);
 }
@@ -62,11 +62,10 @@ void BM_RestoreFromIndex(benchmark::State& state) {
 // Read back, verify the digest, parse and validate: what any restore must do.
 void BM_BareVerifyAndParse(benchmark::State& state) {
   StoredNamespaces& stored = Stored();
-  Ostrel::StorageManager* manager = Ostrel::StorageManager::GetInstance();
   for (auto _ : state) {
     for (const std::string& name : stored.names) {
-      auto document = Ostrel::ConfigDO::ParseFromJson(manager->Restore(name));
-      benchmark::DoNotOptimize(document && document->CheckValid());
+      auto document = Ostrel::ConfigDO::ParseFromJson(stored.manager.Restore(name));
+      benchmark::DoNotOptimize(document && document->CheckValid(stored.app));
     }
   }
   state.SetItemsProcessed(state.iterations() * kNamespaces);

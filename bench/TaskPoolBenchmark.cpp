@@ -6,7 +6,7 @@
 #include <chrono>
 #include <thread>
 
-#include "center/TaskExecutor.h"
+#include "host/TaskExecutor.h"
 
 namespace {
 

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const auto config = Ostrel::CustomConfigDO::ParseFromJson(text);
   if (config == nullptr) return 0;
-  config->CheckValid();
+  config->CheckValid(OstrelFuzz::App());
   const std::string json = config->ToJson();
   const auto again = Ostrel::CustomConfigDO::ParseFromJson(json);
   OstrelFuzz::Require(again != nullptr);

@@ -10,7 +10,9 @@
 #include <utility>
 
 #include "host/LogManager.h"
+#include "candidate/ClientAttributes.h"
 #include "host/Settings.h"
+#include "model/CheckDO.h"
 #include "ostrel/IOLog.h"
 
 namespace OstrelFuzz {
@@ -34,18 +36,31 @@ class DroppingLogger : public Ostrel::IOLog {
   void Log(int, const char*, const char*, const char*) override {}
 };
 
-// Every log line gets composed (and dropped), and documents are checked
-// against a fixed application.
+// Every log line gets composed (and dropped).
 inline void SetUpLibrary() {
   static DroppingLogger logger;
   Ostrel::LogManager::GetInstance()->SetLogger(&logger);
   Ostrel::LogManager::GetInstance()->SetLevel(Ostrel::kLogDebug);
+}
+
+// Documents are checked against a fixed application and client.
+inline Ostrel::Settings ClientSettings() {
   Ostrel::Settings settings;
   settings.appKey = "key1";
   settings.appVersion = "2.0";
   settings.brand = "acme";
   settings.deviceId = "device-1";
-  Ostrel::EngineSettings::Replace(settings);
+  return settings;
+}
+
+inline const Ostrel::AppScope& App() {
+  static const Ostrel::AppScope app{ClientSettings().appKey, ClientSettings().appVersion};
+  return app;
+}
+
+inline const Ostrel::ClientAttributes& Attributes() {
+  static const auto attributes = Ostrel::ClientAttributes::Build(ClientSettings());
+  return *attributes;
 }
 
 }  // namespace OstrelFuzz

@@ -16,9 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const auto index = Ostrel::IndexDO::ParseFormJson(text);
   if (index == nullptr) return 0;
-  index->CheckValid();
-  const auto attributes = Ostrel::ClientAttributes::Build(*Ostrel::EngineSettings::Current());
-  for (const auto& ns : index->mergedNamespaces) ns->CheckValid(nullptr, *attributes);
+  index->CheckValid(OstrelFuzz::App());
+  const Ostrel::ClientAttributes& attributes = OstrelFuzz::Attributes();
+  for (const auto& ns : index->mergedNamespaces) ns->CheckValid(nullptr, attributes);
   const std::string json = index->ToJson();
   const auto again = Ostrel::IndexDO::ParseFormJson(json);
   OstrelFuzz::Require(again != nullptr);

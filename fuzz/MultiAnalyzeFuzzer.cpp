@@ -16,12 +16,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const auto attributes =
-      Ostrel::ClientAttributes::Build(*Ostrel::EngineSettings::Current());
+  static const Ostrel::ClientAttributes& attributes = OstrelFuzz::Attributes();
   static const std::regex unit(R"(^\s*(\w+)\s*(=|>=|<=|>|<|!=|~=|!~)\s*(.+)\s*$)");
   const std::string text(reinterpret_cast<const char*>(data), size);
   const Ostrel::MultiAnalyze expression(text);
-  expression.Match(*attributes);
+  expression.Match(attributes);
   expression.KeySet();
   // The regex engine recurses per character; keep its subjects short.
   for (const Ostrel::UnitAnalyze& analyzed : expression.Units()) {

@@ -16,11 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const auto ns = Ostrel::NamespaceDO::ParseFromJson(text);
   if (ns == nullptr) return 0;
-  const auto attributes = Ostrel::ClientAttributes::Build(*Ostrel::EngineSettings::Current());
+  const Ostrel::ClientAttributes& attributes = OstrelFuzz::Attributes();
   auto held = std::make_shared<Ostrel::ConfigDO>();
   held->version = ns->version;
-  ns->CheckValid(held, *attributes);
-  ns->UpdateCandidate(*attributes);
+  ns->CheckValid(held, attributes);
+  ns->UpdateCandidate(attributes);
   rapidjson::StringBuffer buffer;
   Ostrel::JsonWriter writer(buffer);
   ns->WriteJson(writer);

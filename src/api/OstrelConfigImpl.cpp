@@ -10,10 +10,8 @@
 #include "host/ApiGate.h"
 #include "api/CString.h"
 #include "api/OConfig.h"
-#include "center/ConfigCenter.h"
-#include "center/OThreadPoolFactory.h"
+#include "api/EngineRoot.h"
 #include "host/LogManager.h"
-#include "host/Singleton.h"
 #include "host/StatisticsManager.h"
 #include "host/StorageManager.h"
 #include "net/NetworkManager.h"
@@ -26,7 +24,7 @@ const char kTag[] = "Ostrel.OstrelConfigImpl";
 const char kPushServerId[] = "ostrel";
 
 // Handed out when no interceptor can be allocated; never deleted.
-TovraIntercept gSpareIntercept;
+TovraIntercept gSpareIntercept(&EngineRoot::RelayGatewayNotice);
 
 std::string ToString(const char* text) { return text == nullptr ? std::string() : text; }
 
@@ -79,7 +77,7 @@ bool OstrelConfigImpl::init(IOConfig* config) {
       return false;
     }
     // IOConfig objects come only from CreateIOConfig.
-    return ConfigCenter::GetInstance()->Init(static_cast<OConfig*>(config)->ToSettings());
+    return EngineRoot::Engine()->Init(static_cast<OConfig*>(config)->ToSettings());
   });
 }
 
@@ -100,7 +98,7 @@ char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
     if (pass.open()) {
       try {
         std::string_view value;
-        if (Singleton<ConfigCenter>::Get()->FindConfigValue(nameSpace, key, &value)) {
+        if (EngineRoot::Engine()->FindConfigValue(nameSpace, key, &value)) {
           char* copy = static_cast<char*>(std::malloc(value.size() + 1));
           if (copy == nullptr) return nullptr;
           std::memcpy(copy, value.data(), value.size());
@@ -119,7 +117,7 @@ char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
 
 bool OstrelConfigImpl::forceCheckUpdate() {
   Guarded("forceCheckUpdate", true, [] {
-    ConfigCenter::GetInstance()->ForceCheckUpdate();
+    EngineRoot::Engine()->ForceCheckUpdate();
     return true;
   });
   return true;
@@ -129,7 +127,7 @@ char* OstrelConfigImpl::getConfigs(const char* nameSpace, int* count) {
   if (count != nullptr) *count = 0;
   return Guarded("getConfigs", static_cast<char*>(nullptr), [&]() -> char* {
     int pairs = 0;
-    char* packed = ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), &pairs);
+    char* packed = EngineRoot::Engine()->GetConfigObj(ToString(nameSpace), &pairs);
     if (count != nullptr) *count = packed == nullptr ? 0 : pairs;
     return packed;
   });
@@ -137,25 +135,25 @@ char* OstrelConfigImpl::getConfigs(const char* nameSpace, int* count) {
 
 char* OstrelConfigImpl::getCustomConfig(const char* nameSpace, const char* defaultValue) {
   return LookupOrDefault("getCustomConfig", defaultValue, [&](std::string& content) {
-    return ConfigCenter::GetInstance()->GetConfigObj(ToString(nameSpace), content);
+    return EngineRoot::Engine()->GetConfigObj(ToString(nameSpace), content);
   });
 }
 
 void OstrelConfigImpl::registerListener(const char* nameSpace, IOConfigListener* listener) {
   GuardedVoid("registerListener", [&] {
-    ConfigCenter::GetInstance()->RegisterListener(ToString(nameSpace), listener);
+    EngineRoot::Engine()->RegisterListener(ToString(nameSpace), listener);
   });
 }
 
 void OstrelConfigImpl::unregisterListener(const char* nameSpace, IOConfigListener* listener) {
   GuardedVoid("unregisterListener", [&] {
-    ConfigCenter::GetInstance()->UnregisterListener(ToString(nameSpace), listener);
+    EngineRoot::Engine()->UnregisterListener(ToString(nameSpace), listener);
   });
 }
 
 void OstrelConfigImpl::unregisterListeners(const char* nameSpace) {
   GuardedVoid("unregisterListeners",
-              [&] { ConfigCenter::GetInstance()->UnregisterListeners(ToString(nameSpace)); });
+              [&] { EngineRoot::Engine()->UnregisterListeners(ToString(nameSpace)); });
 }
 
 void OstrelConfigImpl::setHttpClient(IOHttpClient* client) {
@@ -187,7 +185,7 @@ void OstrelConfigImpl::freeConfigValue(char* value) { FreeCString(value); }
 // teardown they get one. It holds no state, and its calls pass the gate
 // themselves.
 IOIntercept* OstrelConfigImpl::getIntercept() {
-  IOIntercept* intercept = new (std::nothrow) TovraIntercept();
+  IOIntercept* intercept = new (std::nothrow) TovraIntercept(&EngineRoot::RelayGatewayNotice);
   return intercept != nullptr ? intercept : &gSpareIntercept;
 }
 
@@ -210,14 +208,9 @@ void OstrelConfigImpl::PeskUpdateNamespace(const char* serverId, const char* dat
       LogError(kMethod, kTag, "PeskUpdateNamespace: server id is not ostrel, but" + server);
       return;
     }
-    ConfigCenter* engine = ConfigCenter::GetInstance();
-    if (!engine->IsInitFinished()) {
+    if (!EngineRoot::Engine()->PostPushedNamespace(std::move(message))) {
       LogError(kMethod, kTag, "PeskUpdateNamespace: ostrel did not init yet!!!");
-      return;
     }
-    OThreadPoolFactory::PostSecondary(
-        [engine, message = std::move(message)] { engine->LoadPushedNamespace(message); },
-        "OstrelConfigImpl::PeskUpdateNamespace");
   });
 }
 

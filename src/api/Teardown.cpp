@@ -1,11 +1,10 @@
 #include "api/Teardown.h"
 
-#include <mutex>
-
-#include "host/ApiGate.h"
-#include "center/ConfigCenter.h"
+#include "api/EngineRoot.h"
 #include "center/OThreadPoolFactory.h"
+#include "host/ApiGate.h"
 #include "host/LogManager.h"
+#include "host/Mutex.h"
 #include "host/StatisticsManager.h"
 #include "host/StorageManager.h"
 #include "net/NetworkManager.h"
@@ -16,7 +15,7 @@ namespace {
 
 const char kTag[] = "Ostrel.OstrelConfigImpl";
 
-std::mutex gTeardownMutex;
+Mutex gTeardownMutex;
 
 }  // namespace
 
@@ -26,13 +25,17 @@ void TearDownLibrary() {
              "DestroyIOstrelConfig refused: called from inside the library");
     return;
   }
-  std::lock_guard<std::mutex> lock(gTeardownMutex);
+  MutexLock lock(&gTeardownMutex);
   ApiGate::CloseAndDrain();
   // Long loops on the pool end after their current request, so that the
   // pool's shutdown below waits for one request at most.
-  if (ConfigCenter* engine = ConfigCenter::PeekInstance()) engine->Stop();
+  if (ConfigCenter* engine = EngineRoot::Peek()) engine->Stop();
+  // The pool stops before the engine goes (no task outlives what it
+  // touches) and is freed after it (the engine posts to its executors
+  // until then; a stopped executor refuses).
+  if (OThreadPoolFactory* pool = OThreadPoolFactory::PeekInstance()) pool->Shutdown();
+  EngineRoot::Destroy();
   OThreadPoolFactory::DestroyInstance();
-  ConfigCenter::DestroyInstance();
   OstrelSign::DestroyInstance();
   NetworkManager::DestroyInstance();
   LogManager::DestroyInstance();

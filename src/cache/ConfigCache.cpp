@@ -1,9 +1,8 @@
 #include "cache/ConfigCache.h"
 
-
 #include "candidate/TextScan.h"
 #include "host/LogManager.h"
-#include "host/StorageManager.h"
+#include "host/ReadSection.h"
 #include "model/CandidateDO.h"
 #include "model/CustomConfigDO.h"
 
@@ -17,9 +16,11 @@ const char kHigh[] = "HIGH";
 
 }  // namespace
 
-ConfigCache::ConfigCache(ConfigCacheHooks hooks)
-    : hooks_(std::move(hooks)),
-      writes_(PendingWrites::Create()) {}
+ConfigCache::ConfigCache(StorageManager* storage, Executor* storageExecutor,
+                         ConfigCacheHooks hooks)
+    : storage_(storage),
+      hooks_(std::move(hooks)),
+      writes_(PendingWrites::Create(storageExecutor)) {}
 
 ConfigCache::~ConfigCache() { writes_->Flush(); }
 
@@ -38,26 +39,32 @@ void ConfigCache::Cache(std::shared_ptr<ConfigDO> config) {
 void ConfigCache::Persist(const std::shared_ptr<ConfigDO>& config) {
   const std::string name = config->name;
   writes_->Schedule(
-      name, [name, config] { StorageManager::GetInstance()->Persist(name, config->ToJson()); },
+      name, [storage = storage_, name, config] { storage->Persist(name, config->ToJson()); },
       "ConfigCache::Cache");
 }
 
 void ConfigCache::Remove(const std::string& name) {
   if (name.empty()) return;
   writes_->Schedule(
-      name, [name] { StorageManager::GetInstance()->Remove(name); }, "ConfigCache::Remove");
+      name, [storage = storage_, name] { storage->Remove(name); }, "ConfigCache::Remove");
 }
 
-std::shared_ptr<ConfigDO> ConfigCache::LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns) {
-  if (!ns) return nullptr;
-  const std::string text = StorageManager::GetInstance()->Restore(ns->name);
+std::shared_ptr<ConfigDO> ConfigCache::LoadFromStorage(const NamespaceDO& ns,
+                                                       const AppScope& app) {
+  const std::string text = storage_->Restore(ns.name);
   if (text.empty()) return nullptr;
-  if (ns->type == kStandard) return ConfigDO::ParseFromJson(text);
-  if (ns->type == kCustom) return CustomConfigDO::ParseFromJson(text);
-  return nullptr;
+  std::shared_ptr<ConfigDO> document;
+  if (ns.type == kStandard) document = ConfigDO::ParseFromJson(text);
+  if (ns.type == kCustom) document = CustomConfigDO::ParseFromJson(text);
+  // A record that names another namespace is as unusable as a broken one:
+  // served, it would stand in for that namespace's own document.
+  if (!document || document->name != ns.name || !document->CheckValid(app)) return nullptr;
+  return document;
 }
 
-ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<IndexDO>& index) {
+ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<IndexDO>& index,
+                                                        const ClientAttributes& attributes,
+                                                        const AppScope& app) {
   NamespaceMap toLoad;
   if (!index || index->mergedNamespaces.empty()) return toLoad;
 
@@ -79,8 +86,8 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
       LogWarn("RestoreFromIndex", kTag, "restore skip , namespace is occupied by sdk: " + ns->name);
       continue;
     }
-    std::shared_ptr<ConfigDO> document = LoadFromStorage(ns);
-    if (!document || !document->CheckValid()) {
+    std::shared_ptr<ConfigDO> document = LoadFromStorage(*ns, app);
+    if (!document) {
       if (ns->loadLevel == kHigh) toLoad.emplace(ns->name, ns);
       continue;
     }
@@ -91,7 +98,7 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
     restored.push_back({document, document->ReportedVersion()});
     // Client attributes may have changed since the record was written: the
     // stored variant is served until the one that matches now arrives.
-    ns->UpdateCandidate();
+    ns->UpdateCandidate(attributes);
     const bool otherVariant = ns->ChosenResourceId() != document->resourceId;
     const bool outdated =
         !document->candidate && ReadInt64(ns->version) > ReadInt64(document->version);
@@ -115,14 +122,14 @@ ConfigCache::NamespaceMap ConfigCache::RestoreFromIndex(const std::shared_ptr<In
 }
 
 std::shared_ptr<ConfigDO> ConfigCache::Get(const std::string& name) const {
-  MutexLock lock(&writeMutex_);
+  ReadSection section;
   const DocumentMap* documents = documents_.Read();
   auto found = documents->find(name);
   return found == documents->end() ? nullptr : found->second;
 }
 
 std::vector<std::string> ConfigCache::Names() const {
-  MutexLock lock(&writeMutex_);
+  ReadSection section;
   std::vector<std::string> names;
   for (const auto& entry : *documents_.Read()) names.push_back(entry.first);
   return names;

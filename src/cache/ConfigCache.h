@@ -11,7 +11,10 @@
 
 #include "cache/PendingWrites.h"
 #include "cache/PublishedDocuments.h"
+#include "candidate/ClientAttributes.h"
+#include "host/Executor.h"
 #include "host/Mutex.h"
+#include "host/StorageManager.h"
 #include "model/ConfigDO.h"
 #include "model/IndexDO.h"
 #include "model/NamespaceDO.h"
@@ -27,16 +30,18 @@ struct ConfigCacheHooks {
   std::function<void(const std::string& name, const std::string& version, bool fromCache)> notify;
 };
 
-// Documents are published as an immutable map: host threads read it inside a
-// read section (their API gate pass) without any lock, writers on the pool
-// build the next map under writeMutex_ and publish it. Storage writes run on
-// the pool and are coalesced per namespace; whatever is still waiting when the
-// cache is destroyed is written then.
+// Documents are published as an immutable map. Every read takes no lock: it
+// runs inside a read section (a host call's gate pass, or a section of its
+// own), and writers build the next map under writeMutex_ and publish it.
+// Storage writes run on the storage executor and are coalesced per namespace;
+// whatever is still waiting when the cache is destroyed is written then.
 class ConfigCache {
  public:
   using NamespaceMap = std::map<std::string, std::shared_ptr<NamespaceDO>>;
 
-  explicit ConfigCache(ConfigCacheHooks hooks);
+  // storage and storageExecutor are not owned; both outlive the cache, and
+  // the executor takes no more work before the cache is destroyed.
+  ConfigCache(StorageManager* storage, Executor* storageExecutor, ConfigCacheHooks hooks);
   ~ConfigCache();
 
   ConfigCache(const ConfigCache&) = delete;
@@ -50,14 +55,12 @@ class ConfigCache {
   // in memory stays readable. An empty name is ignored.
   void Remove(const std::string& name);
 
-  // Start-up: fills the cache from storage for every namespace of index and
-  // returns, by name, those that must be downloaded (missing or outdated and
-  // "HIGH", or older than the index says).
-  NamespaceMap RestoreFromIndex(const std::shared_ptr<IndexDO>& index);
-
-  // The stored document of a namespace, parsed by its type; null when nothing
-  // usable is stored.
-  std::shared_ptr<ConfigDO> LoadFromStorage(const std::shared_ptr<NamespaceDO>& ns);
+  // Start-up: fills the cache from storage for every namespace of index
+  // whose record is usable for app, and returns, by name, those that must be
+  // downloaded: missing or unusable and "HIGH", older than the index says, or
+  // stored for another variant than the one attributes choose now.
+  NamespaceMap RestoreFromIndex(const std::shared_ptr<IndexDO>& index,
+                                const ClientAttributes& attributes, const AppScope& app);
 
   // For host threads inside a read section: the document, valid until they
   // leave it; null when absent, and for a name that lookups refuse (empty or
@@ -70,21 +73,27 @@ class ConfigCache {
                         std::string_view* value) const {
     return documents_.FindValue(name, key, value);
   }
-  // For any thread: a shared reference; null when absent.
+  // For any thread, without a section of its own: a shared reference; null
+  // when absent.
   std::shared_ptr<ConfigDO> Get(const std::string& name) const;
   std::vector<std::string> Names() const;
 
  private:
   using DocumentMap = PublishedDocuments::Map;
 
+  // The stored document of ns, parsed by its type; null when nothing usable
+  // for ns is stored.
+  std::shared_ptr<ConfigDO> LoadFromStorage(const NamespaceDO& ns, const AppScope& app);
   void Persist(const std::shared_ptr<ConfigDO>& config);
 
+  // Constant after construction.
+  StorageManager* const storage_;  // not owned
   const ConfigCacheHooks hooks_;
   const std::shared_ptr<PendingWrites> writes_;
 
-  // Serialises writers, and readers that are not inside a read section.
-  mutable Mutex writeMutex_;
-  PublishedDocuments documents_;
+  // Serialises writers; readers never take it.
+  Mutex writeMutex_;
+  PublishedDocuments documents_;  // published under writeMutex_
 };
 
 }  // namespace Ostrel

@@ -1,10 +1,6 @@
 #include "cache/IndexCache.h"
 
-#include "candidate/MultiAnalyze.h"
 #include "host/LogManager.h"
-#include "host/Settings.h"
-#include "host/StorageManager.h"
-#include "model/CandidateDO.h"
 
 namespace Ostrel {
 namespace {
@@ -20,42 +16,35 @@ std::string VersionOrZero(const std::shared_ptr<IndexDO>& index,
 
 }  // namespace
 
-IndexCache::IndexCache() : writes_(PendingWrites::Create()) {}
+IndexCache::IndexCache(StorageManager* storage, Executor* storageExecutor,
+                       IdentitySink identitySink)
+    : storage_(storage),
+      identitySink_(std::move(identitySink)),
+      writes_(PendingWrites::Create(storageExecutor)) {}
 
 IndexCache::~IndexCache() { writes_->Flush(); }
 
-void IndexCache::Load() {
-  const std::string text = StorageManager::GetInstance()->Restore(kStorageKey);
+void IndexCache::Load(const AppScope& app) {
+  const std::string text = storage_->Restore(kStorageKey);
   std::shared_ptr<IndexDO> index;
   const char* failure = nullptr;
   if (text.empty()) {
     failure = "load index failed";
   } else {
     index = IndexDO::ParseFormJson(text);
-    if (!index || !index->CheckValid()) failure = "index invalide";
+    if (!index || !index->CheckValid(app)) failure = "index invalide";
   }
   if (failure == nullptr) {
-    auto attributeKeys = BuildAttributeKeys(*index);
-    {
-      MutexLock lock(&mutex_);
-      index_ = index;
-      attributeKeys_ = std::move(attributeKeys);
-    }
-    PublishIdentity(index);
+    SetCurrent(std::move(index));
     return;
   }
   // An index that fails its check is not kept: it may belong to another
   // application or version.
-  {
-    MutexLock lock(&mutex_);
-    index_ = nullptr;
-  }
+  SetCurrent(nullptr);
   LogError("Load", kTag, failure);
   // A store that cannot give back what it holds is dropped, so that the next
   // start begins clean.
-  StorageManager* storage = StorageManager::GetInstance();
-  if (storage->HasStorage()) storage->Clear();
-  PublishIdentity(nullptr);
+  if (storage_->HasStorage()) storage_->Clear();
 }
 
 std::vector<std::string> IndexCache::Cache(std::shared_ptr<IndexDO> index) {
@@ -81,11 +70,7 @@ std::vector<std::string> IndexCache::Cache(std::shared_ptr<IndexDO> index) {
     entry.second->changed =
         previous == oldByName.end() || !entry.second->Equals(*previous->second);
   }
-  {
-    MutexLock lock(&mutex_);
-    index_ = index;
-  }
-  PublishIdentity(index);
+  SetCurrent(index);
   Persist(index);
   return removed;
 }
@@ -93,13 +78,19 @@ std::vector<std::string> IndexCache::Cache(std::shared_ptr<IndexDO> index) {
 void IndexCache::Persist(const std::shared_ptr<IndexDO>& index) {
   writes_->Schedule(
       kStorageKey,
-      [index] { StorageManager::GetInstance()->Persist(kStorageKey, index->ToJson()); },
+      [storage = storage_, index] { storage->Persist(kStorageKey, index->ToJson()); },
       "IndexCache::cache");
 }
 
-void IndexCache::PublishIdentity(const std::shared_ptr<IndexDO>& index) const {
-  EngineSettings::SetIndexVersions(VersionOrZero(index, &IndexDO::appIndexVersion),
-                                   VersionOrZero(index, &IndexDO::versionIndexVersion));
+void IndexCache::SetCurrent(std::shared_ptr<IndexDO> index) {
+  const std::string appIndexVersion = VersionOrZero(index, &IndexDO::appIndexVersion);
+  const std::string versionIndexVersion = VersionOrZero(index, &IndexDO::versionIndexVersion);
+  // The sink is told under the lock, so that the identity requests send is
+  // always the current index's, however two replacements interleave. The
+  // sink takes no lock that is held while calling into this cache.
+  MutexLock lock(&mutex_);
+  index_ = std::move(index);
+  if (identitySink_) identitySink_(appIndexVersion, versionIndexVersion);
 }
 
 std::shared_ptr<NamespaceDO> IndexCache::GetNamespace(const std::string& name) const {
@@ -143,24 +134,6 @@ std::string IndexCache::GetVersionIndexVersion() const {
 std::shared_ptr<IndexDO> IndexCache::GetIndex() const {
   MutexLock lock(&mutex_);
   return index_;
-}
-
-std::map<std::string, std::set<std::string>> IndexCache::AttributeKeys() const {
-  MutexLock lock(&mutex_);
-  return attributeKeys_;
-}
-
-std::map<std::string, std::set<std::string>> IndexCache::BuildAttributeKeys(
-    const IndexDO& index) {
-  std::map<std::string, std::set<std::string>> keys;
-  for (const auto& ns : index.mergedNamespaces) {
-    if (!ns) continue;
-    for (const auto& candidate : ns->candidates) {
-      if (!candidate) continue;
-      for (const auto& key : MultiAnalyze(candidate->match).KeySet()) keys[key].insert(ns->name);
-    }
-  }
-  return keys;
 }
 
 }  // namespace Ostrel

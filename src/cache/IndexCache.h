@@ -2,14 +2,16 @@
 #ifndef OSTREL_CACHE_INDEXCACHE_H_
 #define OSTREL_CACHE_INDEXCACHE_H_
 
-#include <map>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "cache/PendingWrites.h"
+#include "host/Executor.h"
 #include "host/Mutex.h"
+#include "host/StorageManager.h"
 #include "model/IndexDO.h"
 #include "model/NamespaceDO.h"
 
@@ -24,16 +26,24 @@ class IndexCache {
   // Storage key of the persisted index.
   static constexpr char kStorageKey[] = "ostrel.index";
 
-  IndexCache();
-  ~IndexCache();  // writes an index save still waiting for the pool
+  // Told the two versions of the current index ("0" without one or for an
+  // empty field) whenever the current index is set: restored, refused at
+  // restore, or replaced. Requests send them in their identity.
+  using IdentitySink =
+      std::function<void(const std::string& appIndexVersion, const std::string& versionIndexVersion)>;
+
+  // storage and storageExecutor are not owned; both outlive the cache, and
+  // the executor takes no more work before the cache is destroyed.
+  IndexCache(StorageManager* storage, Executor* storageExecutor, IdentitySink identitySink);
+  ~IndexCache();  // writes an index save still waiting for the executor
 
   IndexCache(const IndexCache&) = delete;
   IndexCache& operator=(const IndexCache&) = delete;
 
-  // Start-up: restores the stored index. A missing or unusable record is
-  // logged ("load index failed", "index invalide") and answered by asking the
-  // host to clear its store.
-  void Load();
+  // Start-up: restores the stored index. A missing record, or one that is
+  // unusable or meant for another app, is logged ("load index failed",
+  // "index invalide") and answered by asking the host to clear its store.
+  void Load(const AppScope& app);
 
   // Makes index current, flags its new and changed namespaces, persists it in
   // the background and returns the names the previous index had and this one
@@ -50,20 +60,17 @@ class IndexCache {
   std::string GetVersionIndexVersion() const;
   std::shared_ptr<IndexDO> GetIndex() const;
 
-  // Attribute key to the names of the namespaces whose candidates name it,
-  // as built from the index restored at start-up.
-  std::map<std::string, std::set<std::string>> AttributeKeys() const;
-
  private:
-  static std::map<std::string, std::set<std::string>> BuildAttributeKeys(const IndexDO& index);
-  void PublishIdentity(const std::shared_ptr<IndexDO>& index) const;
+  void SetCurrent(std::shared_ptr<IndexDO> index);
   void Persist(const std::shared_ptr<IndexDO>& index);
 
+  // Constant after construction.
+  StorageManager* const storage_;  // not owned
+  const IdentitySink identitySink_;
   const std::shared_ptr<PendingWrites> writes_;
 
   mutable Mutex mutex_;
   std::shared_ptr<IndexDO> index_ GUARDED_BY(mutex_);
-  std::map<std::string, std::set<std::string>> attributeKeys_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Ostrel

@@ -1,7 +1,5 @@
 #include "cache/PendingWrites.h"
 
-#include "center/OThreadPoolFactory.h"
-
 namespace Ostrel {
 
 void PendingWrites::Schedule(const std::string& key, Write write, const std::string& taskName) {
@@ -18,7 +16,7 @@ void PendingWrites::Schedule(const std::string& key, Write write, const std::str
   }
   if (alreadyQueued) return;  // the task already posted will take the newest write
   std::weak_ptr<PendingWrites> self = shared_from_this();
-  OThreadPoolFactory::PostStorage(
+  executor_->Post(
       [self, key] {
         if (auto writes = self.lock()) writes->RunOne(key);
       },

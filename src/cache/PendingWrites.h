@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "host/Executor.h"
 #include "host/Mutex.h"
 
 namespace Ostrel {
@@ -21,21 +22,26 @@ class PendingWrites : public std::enable_shared_from_this<PendingWrites> {
   // or in Flush.
   using Write = std::function<void()>;
 
-  static std::shared_ptr<PendingWrites> Create() {
-    return std::shared_ptr<PendingWrites>(new PendingWrites());
+  // executor: runs the writes; not owned, and must take no more work (or
+  // be gone) only after the writes' owner has flushed them.
+  static std::shared_ptr<PendingWrites> Create(Executor* executor) {
+    return std::shared_ptr<PendingWrites>(new PendingWrites(executor));
   }
 
   // Replaces any write of key still waiting and makes sure one task named
-  // taskName will run it. If the pool refuses the task (shutting down), the
-  // write stays for Flush.
+  // taskName will run it. If the executor refuses the task (shutting down),
+  // the write stays for Flush.
   void Schedule(const std::string& key, Write write, const std::string& taskName);
 
   // Runs every waiting write on this thread, in key order.
   void Flush();
 
  private:
-  PendingWrites() = default;
+  explicit PendingWrites(Executor* executor) : executor_(executor) {}
   void RunOne(const std::string& key);
+
+  // Constant after construction.
+  Executor* const executor_;  // not owned
 
   Mutex mutex_;
   std::map<std::string, Write> waiting_ GUARDED_BY(mutex_);

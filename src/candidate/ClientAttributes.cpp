@@ -1,6 +1,5 @@
 #include "candidate/ClientAttributes.h"
 
-#include <mutex>
 #include <utility>
 
 #include "candidate/HashCompare.h"
@@ -8,21 +7,6 @@
 #include "candidate/VersionCompare.h"
 
 namespace Ostrel {
-namespace {
-
-struct InstalledTable {
-  std::mutex mutex;
-  std::shared_ptr<const ClientAttributes> current = std::make_shared<const ClientAttributes>();
-};
-
-// Never destroyed: pool threads may still evaluate candidates while the
-// process exits, and the holder owns nothing but memory.
-InstalledTable& Installed() {
-  static InstalledTable* installed = new InstalledTable();
-  return *installed;
-}
-
-}  // namespace
 
 ClientAttributes::ClientAttributes(Table table) : table_(std::move(table)) {}
 
@@ -49,20 +33,6 @@ std::shared_ptr<const ClientAttributes> ClientAttributes::Build(const Settings& 
     table.emplace(row.key, std::make_shared<OCandidate>(row.key, row.clientVal, row.compare));
   }
   return std::make_shared<const ClientAttributes>(std::move(table));
-}
-
-void ClientAttributes::Install(std::shared_ptr<const ClientAttributes> attributes) {
-  if (attributes == nullptr) attributes = std::make_shared<const ClientAttributes>();
-  InstalledTable& installed = Installed();
-  std::lock_guard<std::mutex> lock(installed.mutex);
-  installed.current.swap(attributes);
-  // The previous table is released outside the lock, when attributes goes.
-}
-
-std::shared_ptr<const ClientAttributes> ClientAttributes::Current() {
-  InstalledTable& installed = Installed();
-  std::lock_guard<std::mutex> lock(installed.mutex);
-  return installed.current;
 }
 
 const OCandidate* ClientAttributes::Find(std::string_view key) const {

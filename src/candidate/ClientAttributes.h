@@ -15,8 +15,8 @@
 namespace Ostrel {
 
 // An immutable table. The engine builds one from the settings at start-up and
-// installs it; evaluation reads a snapshot and takes the table explicitly, so
-// tests and benchmarks can pass their own.
+// hands it to every candidate evaluation, so tests and benchmarks pass their
+// own.
 class ClientAttributes {
  public:
   // Ordered by key, bytewise; the transparent comparator lets a lookup by
@@ -31,13 +31,6 @@ class ClientAttributes {
   // host left empty keeps its entry with an empty value, which makes every
   // condition on that key fail.
   static std::shared_ptr<const ClientAttributes> Build(const Settings& settings);
-
-  // The process-wide table. Install publishes a new snapshot (null installs
-  // an empty table); Current never returns null, and a reader keeps its
-  // snapshot however often the table is replaced. Both take a mutex: they are
-  // called once per candidate walk, never per value read.
-  static void Install(std::shared_ptr<const ClientAttributes> attributes);
-  static std::shared_ptr<const ClientAttributes> Current();
 
   // The attribute for key (exact bytes), or null. Never allocates.
   const OCandidate* Find(std::string_view key) const;

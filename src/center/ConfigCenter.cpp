@@ -3,15 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "candidate/ClientAttributes.h"
 #include "candidate/TextScan.h"
-#include "center/OThreadPoolFactory.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
 #include "host/ReadSection.h"
-#include "host/Singleton.h"
-#include "net/OstrelSign.h"
-#include "update/EngineHooks.h"
 
 namespace Ostrel {
 namespace {
@@ -21,53 +16,84 @@ constexpr std::string_view kStandard = "STANDARD";
 
 }  // namespace
 
-ConfigCenter* ConfigCenter::GetInstance() { return Singleton<ConfigCenter>::Get(); }
+namespace {
 
-ConfigCenter* ConfigCenter::PeekInstance() { return Singleton<ConfigCenter>::Peek(); }
-
-void ConfigCenter::DestroyInstance() { Singleton<ConfigCenter>::Destroy(); }
-
-ConfigCenter::ConfigCenter() : indexCache_(std::make_shared<IndexCache>()) {
+ConfigCacheHooks CacheHooks(LoadTracker* tracker, ListenerRegistry* listeners) {
   ConfigCacheHooks hooks;
-  hooks.onServed = [this](const std::string& name) { tracker_.RemoveWaiting(name); };
-  hooks.notify = [this](const std::string& name, const std::string& version, bool fromCache) {
-    listeners_.Notify(name, version, fromCache);
-  };
-  configCache_ = std::make_shared<ConfigCache>(std::move(hooks));
-  EngineHooks::Install([this] { return IsInitFinished(); },
-                       [this](const IndexUpdateHandler::IndexUpdateInfo& info) {
-                         UpdateIndex(info);
-                       });
+  hooks.onServed = [tracker](const std::string& name) { tracker->RemoveWaiting(name); };
+  hooks.notify = [listeners](const std::string& name, const std::string& version,
+                             bool fromCache) { listeners->Notify(name, version, fromCache); };
+  return hooks;
 }
 
-ConfigCenter::~ConfigCenter() {
-  EngineHooks::Clear();
-  IndexUpdateHandler::Reset();
-  EngineSettings::Reset();
-  ClientAttributes::Install(nullptr);
-}
+}  // namespace
+
+ConfigCenter::ConfigCenter(const EngineServices& services)
+    : signer_(services.signer),
+      executors_(services.executors),
+      requests_(services.network, services.signer, services.systemClock),
+      indexCache_(services.storage, services.executors.storage,
+                  [this](const std::string& appIndexVersion,
+                         const std::string& versionIndexVersion) {
+                    requests_.SetIndexVersions(appIndexVersion, versionIndexVersion);
+                  }),
+      configCache_(services.storage, services.executors.storage,
+                   CacheHooks(&tracker_, &listeners_)),
+      updateHandler_(this, &requests_, services.executors.network, services.updateCheckGate),
+      settings_(std::make_shared<const Settings>()),
+      attributes_(std::make_shared<const ClientAttributes>()) {}
+
+ConfigCenter::~ConfigCenter() = default;
 
 bool ConfigCenter::Init(const Settings& settings) {
   if (settings.appKey.empty() || settings.appVersion.empty()) {
     LogError("Init", kTag, "init start , input param error");
     return false;
   }
-  EngineSettings::Replace(settings);
+  auto published = std::make_shared<const Settings>(settings);
+  // Set before the start-up task starts the signer; a request made before
+  // that starts it from there as well.
+  signer_->SetLibraryFolder(settings.signLibraryPath);
+  requests_.SetSettings(published);
+  {
+    MutexLock lock(&stateMutex_);
+    settings_ = std::move(published);
+  }
   if (!initFinished_.load(std::memory_order_acquire)) {
-    OThreadPoolFactory::PostPrimary([this] { RunStartUp(); }, "Init");
+    executors_.startUp->Post([this] { RunStartUp(); }, "Init");
   }
   return true;
 }
 
+std::shared_ptr<const Settings> ConfigCenter::CurrentSettings() const {
+  MutexLock lock(&stateMutex_);
+  return settings_;
+}
+
+std::shared_ptr<const ClientAttributes> ConfigCenter::Attributes() const {
+  MutexLock lock(&stateMutex_);
+  return attributes_;
+}
+
+AppScope ConfigCenter::App() const {
+  const std::shared_ptr<const Settings> settings = CurrentSettings();
+  return AppScope{settings->appKey, settings->appVersion};
+}
+
 void ConfigCenter::RunStartUp() {
   const int64_t start = Clock::SteadyMillis();
-  ClientAttributes::Install(ClientAttributes::Build(*EngineSettings::Current()));
+  const std::shared_ptr<const Settings> settings = CurrentSettings();
+  {
+    std::shared_ptr<const ClientAttributes> attributes = ClientAttributes::Build(*settings);
+    MutexLock lock(&stateMutex_);
+    attributes_ = std::move(attributes);
+  }
   // Before the restore, so that its downloads can fall back to signed
   // requests.
-  OstrelSign::GetInstance()->Init();
+  signer_->Init();
   LoadCaches();
   initFinished_.exchange(true);
-  IOInitListener* initListener = EngineSettings::Current()->initListener;
+  IOInitListener* initListener = settings->initListener;
   if (initListener != nullptr) {
     try {
       initListener->onInitFinished();
@@ -81,12 +107,13 @@ void ConfigCenter::RunStartUp() {
 void ConfigCenter::LoadCaches() {
   const char* kMethod = "LoadCaches";
   LogInfo(kMethod, kTag, "loadCaches start index");
-  indexCache_->Load();
-  const std::shared_ptr<IndexDO> index = indexCache_->GetIndex();
+  const AppScope app = App();
+  indexCache_.Load(app);
+  const std::shared_ptr<IndexDO> index = indexCache_.GetIndex();
   const size_t count = index ? index->mergedNamespaces.size() : 0;
   LogInfo(kMethod, kTag, "loadCaches start restore configs " + std::to_string(count));
   const int64_t restoreStart = Clock::SteadyMillis();
-  const ConfigCache::NamespaceMap notMatched = configCache_->RestoreFromIndex(index);
+  const ConfigCache::NamespaceMap notMatched = configCache_.RestoreFromIndex(index, *Attributes(), app);
   LogInfo(kMethod, kTag,
           "loadCaches finish restore configs " +
               std::to_string(Clock::SteadyMillis() - restoreStart) + "cost(ms)");
@@ -106,8 +133,23 @@ void ConfigCenter::ForceCheckUpdate() {
     LogError("ForceCheckUpdate", kTag, "forceCheckUpdate fail as not finish ostrel init");
     return;
   }
-  IndexUpdateHandler::CheckIndexUpdate(ReadInt64(indexCache_->GetAppIndexVersion()),
-                                       ReadInt64(indexCache_->GetVersionIndexVersion()));
+  updateHandler_.CheckIndexUpdate(ReadInt64(indexCache_.GetAppIndexVersion()),
+                                  ReadInt64(indexCache_.GetVersionIndexVersion()));
+}
+
+bool ConfigCenter::PostGatewayNotice(std::string notice) {
+  if (!IsInitFinished()) return false;
+  executors_.network->Post(
+      [this, notice = std::move(notice)] { updateHandler_.UpdateIndex(notice, false); },
+      "TovraIntercept::OnOstrelResponse");
+  return true;
+}
+
+bool ConfigCenter::PostPushedNamespace(std::string text) {
+  if (!IsInitFinished()) return false;
+  executors_.network->Post([this, text = std::move(text)] { LoadPushedNamespace(text); },
+                           "OstrelConfigImpl::PeskUpdateNamespace");
+  return true;
 }
 
 bool ConfigCenter::CheckLookupName(std::string_view nameSpace) {
@@ -126,7 +168,7 @@ void ConfigCenter::RequestLoad(const std::string& nameSpace, const char* taskNam
   // Until an index lists the namespace, or until start-up has restored what
   // it can, the namespace can only be remembered: the index application or
   // the start-up loads it.
-  if (!indexCache_->GetNamespace(nameSpace) || !IsInitFinished()) {
+  if (!indexCache_.GetNamespace(nameSpace) || !IsInitFinished()) {
     tracker_.AddWaiting(nameSpace);
     return;
   }
@@ -134,7 +176,7 @@ void ConfigCenter::RequestLoad(const std::string& nameSpace, const char* taskNam
   // One queued lazy load per namespace: a read storm before the task starts
   // posts nothing more.
   if (!tracker_.MarkLazyQueued(nameSpace)) return;
-  const bool posted = OThreadPoolFactory::PostPrimary(
+  const bool posted = executors_.lazyLoads->Post(
       [this, nameSpace] {
         tracker_.ClearLazyQueued(nameSpace);
         LoadConfigLazy(nameSpace);
@@ -187,7 +229,7 @@ bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view 
                                    std::string_view* value) {
   // One lookup for both names; a missing namespace is FindDocument's miss.
   // No type test needed: a CUSTOM document's key/value content is empty.
-  switch (configCache_->PeekValue(nameSpace, key, value)) {
+  switch (configCache_.PeekValue(nameSpace, key, value)) {
     case ConfigCache::ValueLookup::kFound:
       return true;
     case ConfigCache::ValueLookup::kNoKey:
@@ -202,7 +244,7 @@ bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view 
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {
   if (listener == nullptr) return;
   if (!listeners_.Add(nameSpace, listener)) return;
-  std::shared_ptr<ConfigDO> document = configCache_->Get(nameSpace);
+  std::shared_ptr<ConfigDO> document = configCache_.Get(nameSpace);
   if (document) {
     LogInfo("RegisterListener", kTag,
             "registerListener onConfigUpdate , namespace " + nameSpace + "version" +

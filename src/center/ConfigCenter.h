@@ -12,27 +12,29 @@
 
 #include "cache/ConfigCache.h"
 #include "cache/IndexCache.h"
+#include "candidate/ClientAttributes.h"
+#include "center/EngineServices.h"
 #include "center/ListenerRegistry.h"
 #include "center/LoadTracker.h"
+#include "host/Mutex.h"
 #include "host/Settings.h"
 #include "model/NamespaceDO.h"
+#include "net/ServiceRequests.h"
 #include "ostrel/IOConfigListener.h"
 #include "update/IndexUpdateHandler.h"
 
 namespace Ostrel {
 
 // Host threads call the lookups and the listener operations; everything that
-// touches the network runs on the task pool or in the start-up task. Reads
-// never wait: the config cache publishes immutable snapshots, the other
+// touches the network runs on the engine's executors or in the start-up task.
+// Reads never wait: the config cache publishes immutable snapshots, the other
 // tables are held by their mutex for a single operation only.
-class ConfigCenter {
+//
+// The process has one engine, which src/api builds from the process-wide
+// services; everything the engine uses comes from services.
+class ConfigCenter final : private IndexUpdateHandler::Target {
  public:
-  static ConfigCenter* GetInstance();
-  // The engine if one exists; never creates one.
-  static ConfigCenter* PeekInstance();
-  static void DestroyInstance();
-
-  ConfigCenter();
+  explicit ConfigCenter(const EngineServices& services);
   ~ConfigCenter();
 
   ConfigCenter(const ConfigCenter&) = delete;
@@ -41,10 +43,18 @@ class ConfigCenter {
   // Checks appKey and appVersion, publishes the settings and posts the
   // start-up task "Init" unless start-up already finished. Never waits.
   bool Init(const Settings& settings);
+  // The settings of the latest Init; empty settings before it. Never null.
+  std::shared_ptr<const Settings> CurrentSettings() const;
   // Start-up restore; run by the start-up task.
   void LoadCaches();
   // Asks for an index update check when start-up has finished.
   void ForceCheckUpdate();
+  // A gateway response's update notice (key=value text), read on the network
+  // executor. False, and nothing done, before start-up has finished.
+  bool PostGatewayNotice(std::string notice);
+  // A push message, loaded on the network executor. False, and nothing done,
+  // before start-up has finished.
+  bool PostPushedNamespace(std::string text);
   bool IsInitFinished() const { return initFinished_.load(std::memory_order_acquire); }
   // Teardown has begun: start-up, index application and retries stop before
   // their next request, so teardown waits for one request at most. What they
@@ -75,7 +85,7 @@ class ConfigCenter {
 
   // Applies an accepted index update notice: fetch, cache, drop what the
   // index no longer lists, download what changed. Runs on the calling thread.
-  void UpdateIndex(const IndexUpdateHandler::IndexUpdateInfo& info);
+  void UpdateIndex(const IndexUpdateHandler::IndexUpdateInfo& info) override;
   bool LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info);
 
   void RegisterListener(const std::string& nameSpace, IOConfigListener* listener);
@@ -84,6 +94,9 @@ class ConfigCenter {
 
  private:
   void RunStartUp();
+  // The client attributes built at start-up; an empty table before.
+  std::shared_ptr<const ClientAttributes> Attributes() const;
+  AppScope App() const;
   bool Stopping() const { return stopping_.load(std::memory_order_acquire); }
   // After a load of loaded: the descriptor to load next, or null. markKept
   // says that a reload was asked for during the load (requested, its
@@ -98,7 +111,7 @@ class ConfigCenter {
   // read hits here. The cache answers nothing for an empty or a reserved
   // name, so a hit needs no check: such a name is refused on a miss.
   const ConfigDO* FindDocument(std::string_view nameSpace) {
-    const ConfigDO* document = configCache_->Peek(nameSpace);
+    const ConfigDO* document = configCache_.Peek(nameSpace);
     if (document == nullptr) OnLookupMiss(nameSpace);
     return document;
   }
@@ -114,15 +127,24 @@ class ConfigCenter {
   void RecordLoadFailure(const std::string& nameSpace, const char* reason,
                          const std::string& resourceId);
 
-  // Constant after construction. The caches call back into the engine only
-  // through the hooks given here.
-  std::shared_ptr<IndexCache> indexCache_;
-  std::shared_ptr<ConfigCache> configCache_;
-
+  // Constant after construction. The caches and the update handler call
+  // back into the engine only through the hooks and the target given to
+  // them here.
+  IOstrelSign* const signer_;  // not owned
+  const EngineExecutors executors_;
+  ServiceRequests requests_;
   LoadTracker tracker_;
   ListenerRegistry listeners_;
+  IndexCache indexCache_;
+  ConfigCache configCache_;
+  IndexUpdateHandler updateHandler_;
+
   std::atomic<bool> initFinished_{false};
   std::atomic<bool> stopping_{false};
+
+  mutable Mutex stateMutex_;
+  std::shared_ptr<const Settings> settings_ GUARDED_BY(stateMutex_);  // never null
+  std::shared_ptr<const ClientAttributes> attributes_ GUARDED_BY(stateMutex_);  // never null
 };
 
 }  // namespace Ostrel

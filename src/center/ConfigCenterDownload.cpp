@@ -1,7 +1,6 @@
 // ConfigCenter: namespace downloads and their retries.
 #include "center/ConfigCenter.h"
 #include "candidate/TextScan.h"
-#include "center/ResourceFetcher.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
 #include "host/StatisticsManager.h"
@@ -46,7 +45,7 @@ void ConfigCenter::LoadConfig(std::shared_ptr<NamespaceDO> ns) {
     std::shared_ptr<NamespaceDO> requested;
     const bool again = tracker_.FinishLoading(name, &requested);
     if (config) {
-      configCache_->Cache(config);
+      configCache_.Cache(config);
       StatCommitSuccess(Stat::kModule, Stat::kConfigRate, name);
     }
     ns = NextLoad(ns, again, std::move(requested));
@@ -57,7 +56,7 @@ std::shared_ptr<NamespaceDO> ConfigCenter::NextLoad(const std::shared_ptr<Namesp
                                                     bool markKept,
                                                     std::shared_ptr<NamespaceDO> requested) {
   const std::string& name = loaded->name;
-  std::shared_ptr<NamespaceDO> current = indexCache_->GetNamespace(name);
+  std::shared_ptr<NamespaceDO> current = indexCache_.GetNamespace(name);
   // The newer of what was asked for during the load (a push may announce a
   // version the index does not know yet) and what the index says now.
   if (requested && current && ReadInt64(current->version) >= ReadInt64(requested->version)) {
@@ -87,20 +86,20 @@ std::shared_ptr<NamespaceDO> ConfigCenter::NextLoad(const std::shared_ptr<Namesp
 std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<NamespaceDO>& ns) {
   const char* kMethod = "LoadConfig";
   const std::string& name = ns->name;
-  const std::shared_ptr<IndexDO> index = indexCache_->GetIndex();
+  const std::shared_ptr<IndexDO> index = indexCache_.GetIndex();
   const std::string cdn = index ? index->cdn : std::string();
-  if (BuildCdnUrl(cdn, ns->resourceId).empty()) {
+  if (requests_.CdnUrl(cdn, ns->resourceId).empty()) {
     LogError(kMethod, kTag, "loadConfig fail , cdnUrl is null");
     tracker_.AddWaiting(name);
     return nullptr;
   }
 
   LogInfo(kMethod, kTag, "loadConfig start");
-  const std::shared_ptr<ConfigDO> current = configCache_->Get(name);
+  const std::shared_ptr<ConfigDO> current = configCache_.Get(name);
   LogInfo(kMethod, kTag,
           "loadConfig before check , config:" + name + ",version:" + ns->version +
               ",level:" + ns->loadLevel + " ,resourceId:" + ns->resourceId);
-  if (!ns->CheckValid(current)) {
+  if (!ns->CheckValid(current, *Attributes())) {
     tracker_.RemoveWaiting(name);
     return nullptr;
   }
@@ -114,7 +113,8 @@ std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<Nam
               ",level:" + ns->loadLevel + " ,configResourceId:" + resourceId);
 
   std::string body;
-  if (!FetchResource(BuildCdnUrl(cdn, resourceId), resourceId, md5, stopping_, body)) {
+  if (!requests_.FetchResource(requests_.CdnUrl(cdn, resourceId), resourceId, md5, stopping_,
+                               body)) {
     RecordLoadFailure(name, "download error", resourceId);
     LogError(kMethod, kTag, "download error, resourceId:" + resourceId);
     return nullptr;
@@ -126,7 +126,7 @@ std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<Nam
   }
   std::shared_ptr<ConfigDO> config = ParseByType(ns->type, body);
   // A document for another namespace would overwrite that namespace.
-  if (!config || !config->CheckValid() || config->name != name) {
+  if (!config || !config->CheckValid(App()) || config->name != name) {
     LogError(kMethod, kTag, "download sucessfully,but config content error");
     RecordLoadFailure(name, "config content error", resourceId);
     return nullptr;
@@ -143,7 +143,7 @@ void ConfigCenter::RecordLoadFailure(const std::string& nameSpace, const char* r
 }
 
 void ConfigCenter::LoadConfigLazy(const std::string& nameSpace) {
-  std::shared_ptr<NamespaceDO> ns = indexCache_->GetNamespace(nameSpace);
+  std::shared_ptr<NamespaceDO> ns = indexCache_.GetNamespace(nameSpace);
   if (!ns) {
     LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
     return;
@@ -170,7 +170,7 @@ void ConfigCenter::RetryFailRequests() {
   const int64_t start = Clock::SteadyMillis();
   for (const std::string& name : waiting) {
     if (Stopping()) break;
-    LoadConfig(indexCache_->GetNamespace(name));
+    LoadConfig(indexCache_.GetNamespace(name));
   }
   LogInfo("RetryFailRequests", kTag,
           "retryFailRequests ,finish load retryNamespaces" +

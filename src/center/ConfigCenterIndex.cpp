@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "center/ConfigCenter.h"
-#include "center/ResourceFetcher.h"
 #include "host/LogManager.h"
 #include "host/StatisticsManager.h"
 
@@ -20,15 +19,15 @@ void ConfigCenter::UpdateIndex(const IndexUpdateHandler::IndexUpdateInfo& info) 
     return;
   }
   // The namespaces of interest: what is cached, then what is waiting.
-  std::vector<std::string> interest = configCache_->Names();
+  std::vector<std::string> interest = configCache_.Names();
   for (const std::string& name : tracker_.Waiting()) interest.push_back(name);
   std::vector<std::shared_ptr<NamespaceDO>> updates;
   std::set<std::string> chosen;
   for (const std::string& name : interest) {
-    std::shared_ptr<NamespaceDO> ns = indexCache_->GetNamespace(name);
+    std::shared_ptr<NamespaceDO> ns = indexCache_.GetNamespace(name);
     if (ns && ns->changed && chosen.insert(name).second) updates.push_back(ns);
   }
-  for (const auto& ns : indexCache_->GetChangedHighNamespaces()) {
+  for (const auto& ns : indexCache_.GetChangedHighNamespaces()) {
     if (chosen.insert(ns->name).second) updates.push_back(ns);
   }
   std::string names;
@@ -50,10 +49,10 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
     LogError(kMethod, kTag, "IndexUpdateInfo checkValide failed");
     return false;
   }
-  const std::string url = BuildCdnUrl(info.cdn, info.resourceId);
+  const std::string url = requests_.CdnUrl(info.cdn, info.resourceId);
   LogInfo(kMethod, kTag, "start cdn request,request is" + url);
   std::string body;
-  if (!FetchResource(url, info.resourceId, info.md5, stopping_, body)) {
+  if (!requests_.FetchResource(url, info.resourceId, info.md5, stopping_, body)) {
     const char* message = "cdn request failed and auth request failed";
     LogError(kMethod, kTag, message);
     StatCommitFail(Stat::kModule, Stat::kIndexRate, info.resourceId, message, url);
@@ -72,13 +71,13 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
   }
   // An index for another application, or without namespaces, would be
   // refused at the next start and answered by clearing the host's store.
-  if (!index->CheckValid()) {
+  if (!index->CheckValid(App())) {
     const char* message = "loadIndex fail , index is not valid";
     LogError(kMethod, kTag, message);
     StatCommitFail(Stat::kModule, Stat::kIndexRate, info.resourceId, message, url);
     return false;
   }
-  const std::shared_ptr<IndexDO> cached = indexCache_->GetIndex();
+  const std::shared_ptr<IndexDO> cached = indexCache_.GetIndex();
   LogInfo(kMethod, kTag, "index->id:" + index->id + ",index->version" + index->version);
   LogInfo(kMethod, kTag,
           "mIndexCache->GetIndex()->id:" + (cached ? cached->id : std::string()) +
@@ -87,9 +86,9 @@ bool ConfigCenter::LoadIndex(const IndexUpdateHandler::IndexUpdateInfo& info) {
     LogInfo(kMethod, kTag, "loadIndex fail , id or version is match");
     return false;
   }
-  for (const std::string& name : indexCache_->Cache(index)) {
+  for (const std::string& name : indexCache_.Cache(index)) {
     LogInfo(kMethod, kTag, "loadIndex remove" + name + " namespace");
-    configCache_->Remove(name);
+    configCache_.Remove(name);
   }
   StatCommitSuccess(Stat::kModule, Stat::kIndexRate, info.resourceId);
   return true;

@@ -8,6 +8,10 @@ OThreadPoolFactory* OThreadPoolFactory::GetInstance() {
   return Singleton<OThreadPoolFactory>::Get();
 }
 
+OThreadPoolFactory* OThreadPoolFactory::PeekInstance() {
+  return Singleton<OThreadPoolFactory>::Peek();
+}
+
 void OThreadPoolFactory::DestroyInstance() { Singleton<OThreadPoolFactory>::Destroy(); }
 
 OThreadPoolFactory::OThreadPoolFactory()
@@ -15,7 +19,18 @@ OThreadPoolFactory::OThreadPoolFactory()
       secondary_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)),
       storage_(std::make_unique<TaskExecutor>(kMaxThreads, kMaxThreads)) {}
 
-OThreadPoolFactory::~OThreadPoolFactory() {
+OThreadPoolFactory::~OThreadPoolFactory() { Shutdown(); }
+
+EngineExecutors OThreadPoolFactory::Route() {
+  EngineExecutors executors;
+  executors.startUp = primary_.get();
+  executors.lazyLoads = primary_.get();
+  executors.network = secondary_.get();
+  executors.storage = storage_.get();
+  return executors;
+}
+
+void OThreadPoolFactory::Shutdown() {
   // Primary first: a task finishing there may still post to the secondary,
   // whose own shutdown then drops it.
   primary_->Shutdown();
@@ -23,18 +38,6 @@ OThreadPoolFactory::~OThreadPoolFactory() {
   // Last: the network tasks above may still hand it writes. What it drops is
   // written by the caches' own flush.
   storage_->Shutdown();
-}
-
-bool OThreadPoolFactory::PostPrimary(TaskExecutor::Task task, std::string name) {
-  return GetInstance()->Primary().Post(std::move(task), std::move(name));
-}
-
-bool OThreadPoolFactory::PostSecondary(TaskExecutor::Task task, std::string name) {
-  return GetInstance()->Secondary().Post(std::move(task), std::move(name));
-}
-
-bool OThreadPoolFactory::PostStorage(TaskExecutor::Task task, std::string name) {
-  return GetInstance()->Storage().Post(std::move(task), std::move(name));
 }
 
 }  // namespace Ostrel

@@ -1,45 +1,48 @@
-// The process-wide pair of task executors that run all background work.
+// The process-wide executors that run all background work.
 #ifndef OSTREL_CENTER_OTHREADPOOLFACTORY_H_
 #define OSTREL_CENTER_OTHREADPOOLFACTORY_H_
 
 #include <cstdint>
 #include <memory>
 
-#include "center/TaskExecutor.h"
+#include "center/EngineServices.h"
+#include "host/TaskExecutor.h"
 
 namespace Ostrel {
 
-// Two executors of one worker each. The primary one receives the start-up task
-// "Init" and the lazy loads "ConfigCenter::GetConfigObj"; the other network
-// work goes to the secondary one. Storage writes have a worker of their own,
-// so that a document is stored as soon as it is cached rather than after the
-// downloads queued before it. Destroyed first at teardown, so no task outlives
-// the engine it touches.
+// Two executors of one worker each for the network work, and one for storage
+// writes. Shut down first at teardown, so no task outlives the engine it
+// touches.
 class OThreadPoolFactory {
  public:
   static OThreadPoolFactory* GetInstance();
+  // The pool if it exists; never creates one.
+  static OThreadPoolFactory* PeekInstance();
   static void DestroyInstance();
 
   OThreadPoolFactory();
-  virtual ~OThreadPoolFactory();
+  virtual ~OThreadPoolFactory();  // Shutdown()
 
-  TaskExecutor& Primary() { return *primary_; }
-  TaskExecutor& Secondary() { return *secondary_; }
-  TaskExecutor& Storage() { return *storage_; }
+  // Which executor runs which task. The primary executor receives the
+  // start-up task and the lazy loads, the secondary one the rest of the
+  // network work. Storage writes have a worker of their own, so that a
+  // document is stored as soon as it is cached rather than after the
+  // downloads queued before it.
+  EngineExecutors Route();
 
-  // Convenience for the rest of the library: post to an executor of the
-  // process-wide pool. False when the pool is shutting down.
-  static bool PostPrimary(TaskExecutor::Task task, std::string name);
-  static bool PostSecondary(TaskExecutor::Task task, std::string name);
-  static bool PostStorage(TaskExecutor::Task task, std::string name);
+  // Lets running tasks finish, drops what is queued and refuses new work.
+  // Idempotent. Not from one of the pool's own workers.
+  void Shutdown();
 
  private:
   // Each executor runs one worker: tasks of one executor never overlap.
   static constexpr uint32_t kMinThreads = 1;
   static constexpr uint32_t kMaxThreads = 1;
-  std::unique_ptr<TaskExecutor> primary_;
-  std::unique_ptr<TaskExecutor> secondary_;
-  std::unique_ptr<TaskExecutor> storage_;
+
+  // Constant after construction.
+  const std::unique_ptr<TaskExecutor> primary_;
+  const std::unique_ptr<TaskExecutor> secondary_;
+  const std::unique_ptr<TaskExecutor> storage_;
 };
 
 }  // namespace Ostrel

@@ -1,4 +1,4 @@
-// Time sources of the library, replaceable by tests.
+// Time sources of the library.
 #ifndef OSTREL_HOST_CLOCK_H_
 #define OSTREL_HOST_CLOCK_H_
 
@@ -6,18 +6,17 @@
 
 namespace Ostrel {
 
+// Milliseconds since the Unix epoch. The parts that read the wall clock (the
+// update-check rate limit, request time stamps) receive one of these at
+// construction, so tests can hand them a clock of their own.
+using SystemClock = int64_t (*)();
+
 class Clock {
  public:
-  using NowFunction = int64_t (*)();
-
   // Milliseconds of a monotonic clock, for elapsed times.
   static int64_t SteadyMillis();
-  // Milliseconds since the Unix epoch (system clock), for the update-check
-  // rate limit and request time stamps.
+  // The real system clock.
   static int64_t SystemMillis();
-
-  // Replaces the system clock; null restores the real one. For tests.
-  static void SetSystemClockForTest(NowFunction now);
 };
 
 }  // namespace Ostrel

@@ -1,15 +1,16 @@
-// The process-wide copy of the init parameters, written by ConfigCenter::Init
-// and read everywhere.
+// The init parameters as the engine keeps them.
 #ifndef OSTREL_HOST_SETTINGS_H_
 #define OSTREL_HOST_SETTINGS_H_
 
-#include <memory>
 #include <string>
 
 #include "ostrel/IOConfigListener.h"
 
 namespace Ostrel {
 
+// Copied from the parameter object at init and published as an immutable
+// snapshot: a request or a start-up step that holds one is never disturbed by
+// a second init.
 struct Settings {
   int env = 2;
   std::string appKey;
@@ -28,24 +29,6 @@ struct Settings {
 
   // Signed requests go over plain HTTP in the daily environment only.
   bool UsePlainHttp() const { return env == 2; }
-};
-
-// Each Replace publishes a new immutable snapshot, so a reader holding the
-// previous one is never disturbed by a second init.
-class EngineSettings {
- public:
-  // Never null; empty settings before the first init.
-  static std::shared_ptr<const Settings> Current();
-  static void Replace(const Settings& settings);
-  // Back to empty settings and no index identity (teardown).
-  static void Reset();
-
-  // The index-identity string sent as "o-user-info":
-  // <appKey>|<appVersion>|<appIndexVersion>|<versionIndexVersion>. Before any
-  // index has been restored or cached the two versions are 0.
-  static std::string IndexIdentity();
-  static void SetIndexVersions(const std::string& appIndexVersion,
-                               const std::string& versionIndexVersion);
 };
 
 }  // namespace Ostrel

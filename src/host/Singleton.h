@@ -3,7 +3,8 @@
 #define OSTREL_HOST_SINGLETON_H_
 
 #include <atomic>
-#include <mutex>
+
+#include "host/Mutex.h"
 
 namespace Ostrel {
 
@@ -16,12 +17,18 @@ template <typename T>
 class Singleton {
  public:
   static T* Get() {
+    return GetOrCreate([] { return new T(); });
+  }
+
+  // create: a callable answering a new T*, run at most once per generation.
+  template <typename Create>
+  static T* GetOrCreate(Create create) {
     T* instance = instance_.load(std::memory_order_acquire);
     if (instance != nullptr) return instance;
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(&mutex_);
     instance = instance_.load(std::memory_order_relaxed);
     if (instance == nullptr) {
-      instance = new T();
+      instance = create();
       instance_.store(instance, std::memory_order_release);
     }
     return instance;
@@ -31,7 +38,7 @@ class Singleton {
   static T* Peek() { return instance_.load(std::memory_order_acquire); }
 
   static void Destroy() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    MutexLock lock(&mutex_);
     T* instance = instance_.load(std::memory_order_relaxed);
     if (instance == nullptr) return;
     delete instance;
@@ -40,7 +47,8 @@ class Singleton {
 
  private:
   static inline std::atomic<T*> instance_{nullptr};
-  static inline std::mutex mutex_;
+  // Held while creating or destroying; never while the instance is in use.
+  static inline Mutex mutex_;
 };
 
 }  // namespace Ostrel

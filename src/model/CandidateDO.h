@@ -7,20 +7,20 @@
 #include <string>
 
 #include "candidate/ClientAttributes.h"
-#include "model/CheckDO.h"
 #include "model/JsonFields.h"
 
 namespace Ostrel {
 
-// Created by ParseFromJson, shared and never changed afterwards.
-class CandidateDO : public CheckDO {
+// Created by ParseFromJson, shared and never changed afterwards. It names no
+// application, so it is checked on its own terms rather than as a CheckDO.
+class CandidateDO {
  public:
   // An empty pointer when value is not a candidate object; the reason has
   // been logged ("Ostrel.CandidateDO", "ParseFromJson").
   static std::shared_ptr<CandidateDO> ParseFromJson(const rapidjson::Value& value);
 
   // resourceId, match and version are set; md5 may be empty. Never logs.
-  bool CheckValid() const override;
+  bool CheckValid() const;
 
   // True when the "match" expression holds for the client's attributes.
   bool Match(const ClientAttributes& attributes) const;

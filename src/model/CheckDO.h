@@ -6,18 +6,28 @@
 
 namespace Ostrel {
 
+// The application a document must be meant for: the app key and app version
+// of the init parameters.
+struct AppScope {
+  std::string appKey;
+  std::string appVersion;
+};
+
 // A parse only checks the shape of a document; CheckValid checks that its
-// content is usable (required fields present, meant for this application).
+// content is usable (required fields present, meant for app).
 class CheckDO {
  public:
-  virtual bool CheckValid() const = 0;
+  virtual bool CheckValid(const AppScope& app) const = 0;
 
   virtual ~CheckDO() = default;
 
  protected:
-  // True when a document of this app key and app version is meant for the
-  // application the engine was initialised with; the version "*" means any.
-  static bool IsForThisApp(const std::string& appKey, const std::string& appVersion);
+  // True when a document of this app key and app version is meant for app;
+  // the version "*" means any.
+  static bool IsForApp(const AppScope& app, const std::string& appKey,
+                       const std::string& appVersion) {
+    return (appVersion == "*" || appVersion == app.appVersion) && appKey == app.appKey;
+  }
 };
 
 }  // namespace Ostrel

@@ -71,15 +71,17 @@ bool ConfigDO::ParseHeader(const rapidjson::Value& root, const char* expectedTyp
   return false;
 }
 
-bool ConfigDO::CheckValid() const { return CheckHeader(!content.empty(), kTag); }
+bool ConfigDO::CheckValid(const AppScope& app) const {
+  return CheckHeader(app, !content.empty(), kTag);
+}
 
-bool ConfigDO::CheckHeader(bool hasContent, const char* tag) const {
+bool ConfigDO::CheckHeader(const AppScope& app, bool hasContent, const char* tag) const {
   // createTime may be empty on purpose.
   if (appKey.empty() || appVersion.empty() || id.empty() || name.empty() ||
       resourceId.empty() || type.empty() || loadLevel.empty() || version.empty() || !hasContent) {
     return false;
   }
-  if (IsForThisApp(appKey, appVersion)) return true;
+  if (IsForApp(app, appKey, appVersion)) return true;
   LogError("CheckValid", tag, "invaild");
   return false;
 }

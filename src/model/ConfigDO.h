@@ -24,10 +24,9 @@ class ConfigDO : public CheckDO {
   // has been logged ("Ostrel.ConfigDO", "ParseFromJson").
   static std::shared_ptr<ConfigDO> ParseFromJson(const std::string& text);
 
-  // Every identifying field non-empty, at least one value, and meant for the
-  // engine's app key and version ("*" is any version). Logs "invaild" only for
-  // another application.
-  bool CheckValid() const override;
+  // Every identifying field non-empty, at least one value, and meant for
+  // app ("*" is any version). Logs "invaild" only for another application.
+  bool CheckValid(const AppScope& app) const override;
 
   // Compact JSON that ParseFromJson reads back into an equal document; the
   // members in a fixed order, content keys ascending.
@@ -68,7 +67,7 @@ class ConfigDO : public CheckDO {
                    const char* typeMessage, const char* tag);
   // CheckValid's tests of the shared fields and of the application; logs
   // under tag.
-  bool CheckHeader(bool hasContent, const char* tag) const;
+  bool CheckHeader(const AppScope& app, bool hasContent, const char* tag) const;
   // The value of the "content" member: here the object of the pairs.
   virtual void WriteContent(JsonWriter& writer) const;
 };

@@ -23,7 +23,9 @@ std::shared_ptr<CustomConfigDO> CustomConfigDO::ParseFromJson(const std::string&
   return config;
 }
 
-bool CustomConfigDO::CheckValid() const { return CheckHeader(!content.empty(), kTag); }
+bool CustomConfigDO::CheckValid(const AppScope& app) const {
+  return CheckHeader(app, !content.empty(), kTag);
+}
 
 std::string CustomConfigDO::ContentText() const { return content; }
 

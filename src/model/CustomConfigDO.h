@@ -18,7 +18,7 @@ class CustomConfigDO : public ConfigDO {
   static std::shared_ptr<CustomConfigDO> ParseFromJson(const std::string& text);
 
   // As ConfigDO's, with a non-empty text in place of at least one value.
-  bool CheckValid() const override;
+  bool CheckValid(const AppScope& app) const override;
 
   // The free text itself.
   std::string ContentText() const override;

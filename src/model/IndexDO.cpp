@@ -45,13 +45,13 @@ std::shared_ptr<IndexDO> IndexDO::ParseFormJson(const std::string& text) {
   return index;
 }
 
-bool IndexDO::CheckValid() const {
+bool IndexDO::CheckValid(const AppScope& app) const {
   if (appKey.empty() || appVersion.empty() || appIndexVersion.empty() ||
       versionIndexVersion.empty() || id.empty() || cdn.empty() || version.empty() ||
       mergedNamespaces.empty()) {
     return false;
   }
-  if (IsForThisApp(appKey, appVersion)) return true;
+  if (IsForApp(app, appKey, appVersion)) return true;
   LogError("CheckValid", kTag, "index invaild");
   return false;
 }

@@ -21,10 +21,10 @@ class IndexDO : public CheckDO {
   // own line when a namespace was refused.
   static std::shared_ptr<IndexDO> ParseFormJson(const std::string& text);
 
-  // Every field set, at least one namespace, and meant for the engine's app
-  // key and version ("*" is any version). Logs "index invaild" only for
+  // Every field set, at least one namespace, and meant for app ("*" is any
+  // version). Logs "index invaild" only for
   // another application. The namespaces themselves are not checked here.
-  bool CheckValid() const override;
+  bool CheckValid(const AppScope& app) const override;
 
   // Compact JSON that ParseFormJson reads back into an equal index;
   // "mergedNamespaces" is written even when empty.

@@ -65,10 +65,6 @@ std::shared_ptr<NamespaceDO> NamespaceDO::ParseMembers(const rapidjson::Value& v
   return ns;
 }
 
-bool NamespaceDO::CheckValid(const std::shared_ptr<ConfigDO>& current) {
-  return CheckValid(current, *ClientAttributes::Current());
-}
-
 bool NamespaceDO::CheckValid(const std::shared_ptr<ConfigDO>& current,
                              const ClientAttributes& attributes) {
   const bool fromCandidate = current != nullptr && current->candidate != nullptr;
@@ -93,8 +89,6 @@ bool NamespaceDO::CheckValid(const std::shared_ptr<ConfigDO>& current,
   LogInfo("CheckValid", kTag, "checkValid,no version update");
   return false;
 }
-
-void NamespaceDO::UpdateCandidate() { UpdateCandidate(*ClientAttributes::Current()); }
 
 void NamespaceDO::UpdateCandidate(const ClientAttributes& attributes) {
   std::shared_ptr<CandidateDO> winner = FindMatchingCandidate("UpdateCandidate", attributes);

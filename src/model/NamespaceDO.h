@@ -40,14 +40,12 @@ class NamespaceDO {
   // candidate of the same version. Without a winner the namespace's own
   // version must exceed the held one (0 when the held config came from a
   // candidate), and the matched candidate is cleared so that the download
-  // falls back to the namespace's own resource. Uses the installed client
-  // attributes unless given a table.
-  bool CheckValid(const std::shared_ptr<ConfigDO>& current);
+  // falls back to the namespace's own resource. Candidates are evaluated
+  // against attributes.
   bool CheckValid(const std::shared_ptr<ConfigDO>& current, const ClientAttributes& attributes);
 
   // Chooses the matched candidate again without any version decision; keeps
   // the previous one when none holds.
-  void UpdateCandidate();
   void UpdateCandidate(const ClientAttributes& attributes);
 
   // The candidate chosen last; null until one matched.

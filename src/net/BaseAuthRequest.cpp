@@ -1,11 +1,7 @@
 #include "net/BaseAuthRequest.h"
 
-#include "host/Clock.h"
 #include "host/LogManager.h"
-#include "host/Settings.h"
 #include "net/HttpRequest.h"
-#include "net/NetworkManager.h"
-#include "net/OstrelSign.h"
 
 namespace Ostrel {
 namespace {
@@ -42,13 +38,14 @@ std::string HeaderLine(const char* name, const std::string& value) {
 
 }  // namespace
 
-BaseAuthRequest::BaseAuthRequest(std::string expectedMd5, std::string path)
-    : host_(EngineSettings::Current()->host),
+BaseAuthRequest::BaseAuthRequest(RequestContext context, std::string expectedMd5,
+                                 std::string path)
+    : context_(std::move(context)),
       expectedMd5_(std::move(expectedMd5)),
       path_(std::move(path)) {}
 
 std::string BaseAuthRequest::BuildUrl(bool plainHttp) const {
-  std::string url = std::string(plainHttp ? "http" : "https") + "://" + host_ + path_;
+  std::string url = std::string(plainHttp ? "http" : "https") + "://" + context_.settings->host + path_;
   if (params_ == nullptr) return url;
   url.push_back('?');
   for (const auto& param : *params_) {
@@ -63,12 +60,11 @@ std::string BaseAuthRequest::BuildUrl(bool plainHttp) const {
 }
 
 bool BaseAuthRequest::SyncRequest(std::string& body) {
-  const std::shared_ptr<const Settings> settings = EngineSettings::Current();
-  timestamp_ = static_cast<uint64_t>(Clock::SystemMillis() / 1000);
+  const Settings* settings = context_.settings.get();
+  timestamp_ = static_cast<uint64_t>(context_.now() / 1000);
   const std::string timestamp = std::to_string(timestamp_);
   requestUnique_ = settings->deviceId + "_" + timestamp;
 
-  NetworkManager* network = NetworkManager::GetInstance();
   HttpRequest request;
   request.SetUrl(BuildUrl(settings->UsePlainHttp()));
   request.SetType(0);
@@ -86,7 +82,7 @@ bool BaseAuthRequest::SyncRequest(std::string& body) {
   // The signature covers the raw values, not their encoded form.
   const std::string signedText = path_ + "&" + settings->appKey + "&" + settings->appVersion +
                                  "&" + settings->deviceId + "&" + timestamp;
-  const std::string signature = OstrelSign::GetInstance()->Sign(settings->appKey, signedText);
+  const std::string signature = context_.signer->Sign(settings->appKey, signedText);
   if (signature.empty()) {
     LogError(kMethod, kTag, "ostrelSign error");
     return false;
@@ -100,13 +96,13 @@ bool BaseAuthRequest::SyncRequest(std::string& body) {
       HeaderLine("o-sign-version", kSignVersion),
       HeaderLine("o-sdk-version", kSdkVersion),
       HeaderLine("o-sign", signature),
-      HeaderLine("o-user-info", UrlEncode(EngineSettings::IndexIdentity())),
+      HeaderLine("o-user-info", UrlEncode(context_.userInfo)),
   };
   const char* pointers[HttpRequest::kHeaderCount];
   for (size_t i = 0; i < HttpRequest::kHeaderCount; ++i) pointers[i] = lines[i].c_str();
   request.SetHeaders(pointers);
 
-  return ReadResponse(network->SendSyncHttpRequest(&request), expectedMd5_, kTag,
+  return ReadResponse(context_.network->SendSyncHttpRequest(&request), expectedMd5_, kTag,
                       "auth request failed,httpResponse is null!!!", body);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "net/BaseRequest.h"
+#include "net/RequestContext.h"
 
 namespace Ostrel {
 
@@ -15,11 +16,11 @@ class BaseAuthRequest : public BaseRequest {
  public:
   using Params = std::map<std::string, std::string>;
 
+  // context: the network, signer, settings and identity to send with.
   // expectedMd5: lowercase hexadecimal MD5 the response body must have, or
   // empty for no check. path: the resource path ("/checkUpdate"), which is
-  // also the first element of the signed text. The API host is taken from
-  // the settings now.
-  BaseAuthRequest(std::string expectedMd5, std::string path);
+  // also the first element of the signed text.
+  BaseAuthRequest(RequestContext context, std::string expectedMd5, std::string path);
 
   // Query parameters, sent in key order and not encoded. Not owned: they
   // must outlive the sends. Null (the default) sends no query.
@@ -37,7 +38,7 @@ class BaseAuthRequest : public BaseRequest {
  private:
   std::string BuildUrl(bool plainHttp) const;
 
-  const std::string host_;
+  const RequestContext context_;
   const std::string expectedMd5_;
   const std::string path_;
   uint64_t timestamp_ = 0;

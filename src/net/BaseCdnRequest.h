@@ -6,15 +6,17 @@
 #include <string>
 
 #include "net/BaseRequest.h"
+#include "net/NetworkManager.h"
 
 namespace Ostrel {
 
 class BaseCdnRequest : public BaseRequest {
  public:
-  // url: the complete download URL. expectedMd5: lowercase hexadecimal MD5
-  // of the resource, or empty for no check.
-  BaseCdnRequest(std::string url, std::string expectedMd5)
-      : url_(std::move(url)), expectedMd5_(std::move(expectedMd5)) {}
+  // network: sends the request; not owned. url: the complete download URL.
+  // expectedMd5: lowercase hexadecimal MD5 of the resource, or empty for no
+  // check.
+  BaseCdnRequest(NetworkManager* network, std::string url, std::string expectedMd5)
+      : network_(network), url_(std::move(url)), expectedMd5_(std::move(expectedMd5)) {}
 
   // One GET without headers or body; no retry (the caller decides whether
   // to fall back to the signed API).
@@ -23,6 +25,7 @@ class BaseCdnRequest : public BaseRequest {
   const std::string& url() const { return url_; }
 
  private:
+  NetworkManager* const network_;
   const std::string url_;
   const std::string expectedMd5_;
 };

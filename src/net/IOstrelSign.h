@@ -12,6 +12,10 @@ namespace Ostrel {
 // while pool tasks already ask for signatures.
 class IOstrelSign {
  public:
+  // Where Init, and a start on the first Sign, look for the security
+  // library: signLibraryFolder, or the running executable's folder when it
+  // is empty (the default). Takes effect at the next start.
+  virtual void SetLibraryFolder(const std::wstring& signLibraryFolder) = 0;
   // Locates and loads the security library. False when it is unavailable;
   // Sign then answers with empty signatures.
   virtual bool Init() = 0;

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "host/Mutex.h"
-#include "host/Settings.h"
 #include "net/IOstrelSign.h"
 
 namespace Ostrel {
@@ -35,12 +34,13 @@ class PosixUrlSign : public IOstrelSign {
   PosixUrlSign(const PosixUrlSign&) = delete;
   PosixUrlSign& operator=(const PosixUrlSign&) = delete;
 
+  void SetLibraryFolder(const std::wstring& signLibraryFolder) override;
   bool Init() override;
   void Release() override;
   std::string Sign(const std::string& appKey, const std::string& text) override;
 
-  // The full path Init loads under these settings.
-  static std::string LibraryPath(const Settings& settings);
+  // The full path Init loads for this folder (empty: the executable's).
+  static std::string LibraryPath(const std::wstring& signLibraryFolder);
 
  private:
   class Library;
@@ -51,6 +51,7 @@ class PosixUrlSign : public IOstrelSign {
   // Serialises loading, so that a Sign arriving while the library loads waits
   // for it instead of answering empty. Taken before mutex_, never after.
   Mutex loadMutex_;
+  std::wstring folder_ GUARDED_BY(loadMutex_);
   Mutex mutex_;
   // Shared so that a Sign in progress keeps the library mapped while Release
   // lets go of it; the last holder unloads it.

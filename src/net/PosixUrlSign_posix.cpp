@@ -83,11 +83,16 @@ PosixUrlSign::PosixUrlSign() = default;
 
 PosixUrlSign::~PosixUrlSign() = default;
 
-std::string PosixUrlSign::LibraryPath(const Settings& settings) {
-  std::string directory = settings.signLibraryPath.empty() ? ExecutableDirectory()
-                                                           : ToUtf8(settings.signLibraryPath);
+std::string PosixUrlSign::LibraryPath(const std::wstring& signLibraryFolder) {
+  std::string directory =
+      signLibraryFolder.empty() ? ExecutableDirectory() : ToUtf8(signLibraryFolder);
   if (directory.back() != '/') directory.push_back('/');
   return directory + kLibraryName;
+}
+
+void PosixUrlSign::SetLibraryFolder(const std::wstring& signLibraryFolder) {
+  MutexLock loadLock(&loadMutex_);
+  folder_ = signLibraryFolder;
 }
 
 bool PosixUrlSign::Init() {
@@ -103,7 +108,7 @@ bool PosixUrlSign::Load() {
       return true;
     }
   }
-  const std::string path = LibraryPath(*EngineSettings::Current());
+  const std::string path = LibraryPath(folder_);
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   void* symbol = nullptr;
   if (handle == nullptr) {

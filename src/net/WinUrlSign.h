@@ -35,6 +35,7 @@ class WinUrlSign : public IOstrelSign {
   WinUrlSign(const WinUrlSign&) = delete;
   WinUrlSign& operator=(const WinUrlSign&) = delete;
 
+  void SetLibraryFolder(const std::wstring& signLibraryFolder) override;
   bool Init() override;
   void Release() override;
   std::string Sign(const std::string& appKey, const std::string& text) override;
@@ -42,9 +43,12 @@ class WinUrlSign : public IOstrelSign {
  private:
   class Proxy;
 
+  bool Start() REQUIRES(loadMutex_);
+
   // Held for the whole of a load, and briefly by Sign before it reads the
   // proxy. Taken before mutex_ when both are held.
   Mutex loadMutex_;
+  std::wstring folder_ GUARDED_BY(loadMutex_);
   Mutex mutex_;
   // Shared so that a Sign in progress keeps the DLLs loaded while Release
   // lets go of them; the last holder releases the interfaces and unloads.

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "host/LogManager.h"
-#include "host/Settings.h"
 #include "net/KelsafeInterfaces.h"
 #include "net/OstrelSign.h"
 
@@ -135,7 +134,7 @@ class WinUrlSign::Proxy {
 
   // Locates and loads the DLLs under the current settings; null on failure,
   // which is logged.
-  static std::shared_ptr<const Proxy> Load();
+  static std::shared_ptr<const Proxy> Load(const std::wstring& signLibraryFolder);
 
   IErrorCode* errorCode() const { return errorCode_.get(); }
   IUrlSignProxy* urlSignProxy() const { return urlSignProxy_.get(); }
@@ -148,10 +147,9 @@ class WinUrlSign::Proxy {
   InterfaceRef<IUrlSignProxy> urlSignProxy_;
 };
 
-std::shared_ptr<const WinUrlSign::Proxy> WinUrlSign::Proxy::Load() {
-  const std::shared_ptr<const Settings> settings = EngineSettings::Current();
-  const std::wstring folder =
-      settings->signLibraryPath.empty() ? ExecutableDirectory() : settings->signLibraryPath;
+std::shared_ptr<const WinUrlSign::Proxy> WinUrlSign::Proxy::Load(
+    const std::wstring& signLibraryFolder) {
+  const std::wstring folder = signLibraryFolder.empty() ? ExecutableDirectory() : signLibraryFolder;
   const std::wstring sdkDirectory = SdkDirectory(folder);
   const std::wstring path =
       JoinPath(sdkDirectory.empty() ? folder : sdkDirectory, Kelsafe::kProxyLibraryName);
@@ -180,17 +178,26 @@ WinUrlSign::WinUrlSign() = default;
 
 WinUrlSign::~WinUrlSign() = default;
 
+void WinUrlSign::SetLibraryFolder(const std::wstring& signLibraryFolder) {
+  MutexLock loadLock(&loadMutex_);
+  folder_ = signLibraryFolder;
+}
+
 bool WinUrlSign::Init() {
   // One load at a time; a Sign that meets a load in progress waits for it
   // rather than answering with an empty signature.
   MutexLock loadLock(&loadMutex_);
+  return Start();
+}
+
+bool WinUrlSign::Start() {
   {
     MutexLock lock(&mutex_);
     started_ = true;
     if (proxy_ != nullptr) return true;
   }
   // Loading runs the DLLs' initialisers, so it happens outside mutex_.
-  std::shared_ptr<const Proxy> proxy = Proxy::Load();
+  std::shared_ptr<const Proxy> proxy = Proxy::Load(folder_);
   if (proxy == nullptr) return false;
   MutexLock lock(&mutex_);
   proxy_ = std::move(proxy);
@@ -211,7 +218,10 @@ std::string WinUrlSign::Sign(const std::string& appKey, const std::string& text)
     MutexLock lock(&mutex_);
     started = started_;
   }
-  if (!started) Init();
+  if (!started) {
+    MutexLock loadLock(&loadMutex_);
+    Start();
+  }
   std::shared_ptr<const Proxy> proxy;
   {
     MutexLock loadLock(&loadMutex_);  // lock order: loadMutex_, then mutex_

@@ -2,49 +2,20 @@
 
 #include <rapidjson/document.h>
 
-#include <algorithm>
-#include <cctype>
-#include <map>
-#include <mutex>
-
-#include "center/OThreadPoolFactory.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
 #include "host/StatisticsManager.h"
-#include "net/BaseAuthRequest.h"
-#include "update/EngineHooks.h"
 
 namespace Ostrel {
 namespace {
 
 const char kTag[] = "Ostrel.IndexUpdateHandler";
-const char kHttps[] = "https";
-const char kHttp[] = "http";
-
-struct HandlerState {
-  std::mutex mutex;
-  IndexUpdateHandler::IndexUpdateInfo lastAccepted;
-  std::string fetchScheme = kHttps;
-  int64_t lastIndexUpdTime = 0;
-};
-
-// Never destroyed: pool tasks of a teardown in progress may still read it.
-HandlerState& State() {
-  static HandlerState* state = new HandlerState();
-  return *state;
-}
 
 std::string TrimSpaces(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
   if (first == std::string::npos) return std::string();
   const size_t last = text.find_last_not_of(' ');
   return text.substr(first, last - first + 1);
-}
-
-std::string Lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
 }
 
 // Items are matched by prefix, in this order: an item "cdnx=1" fills cdn.
@@ -108,40 +79,11 @@ bool ParseJsonForm(const std::string& text, IndexUpdateHandler::IndexUpdateInfo&
   return true;
 }
 
-void RunUpdateCheck(int64_t appIndexVersion, int64_t versionIndexVersion) {
-  const char* kMethod = "operator ()";
-  const int64_t start = Clock::SteadyMillis();
-  const std::map<std::string, std::string> params = {
-      {"appIndexVersion", std::to_string(appIndexVersion)},
-      {"versionIndexVersion", std::to_string(versionIndexVersion)},
-  };
-  BaseAuthRequest request("", "/checkUpdate");
-  request.SetParams(&params);
-  std::string body;
-  if (!request.SyncRequest(body)) {
-    const char* message = "auth request back null,download index failed,index may not updated!!!";
-    LogError(kMethod, kTag, message);
-    StatCommitFail(Stat::kModule, Stat::kIndexRate, "", message, "/checkUpdate");
-  } else {
-    // An empty answer, or an object that names no index resource, means the
-    // cached index is current. Anything else is read as a notice, whose
-    // parser reports what is wrong with it.
-    rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag>(body.data(), body.size());
-    const bool notUpdated = body.empty() || (!document.HasParseError() && document.IsObject() &&
-                                             !document.HasMember("resourceId"));
-    if (notUpdated) {
-      const char* message = "auth request sucessfully, but index is not updated";
-      LogInfo(kMethod, kTag, message);
-      StatCommitFail(Stat::kModule, Stat::kIndexRate, "", message, "/checkUpdate");
-    } else {
-      IndexUpdateHandler::UpdateIndex(body, true);
-    }
-  }
-  LogInfo(kMethod, kTag, "CheckIndexUpdate cost " + std::to_string(Clock::SteadyMillis() - start));
-}
-
 }  // namespace
+
+IndexUpdateHandler::IndexUpdateHandler(Target* target, ServiceRequests* requests,
+                                       Executor* checks, UpdateCheckGate* gate)
+    : target_(target), requests_(requests), checks_(checks), gate_(gate) {}
 
 bool IndexUpdateHandler::ParseIndexUpdInfo(const std::string& text, bool isJson,
                                            IndexUpdateInfo& info) {
@@ -163,40 +105,26 @@ void IndexUpdateHandler::UpdateIndex(const std::string& text, bool isJson) {
                    isJson ? "json" : "text");
     return;
   }
-  HandlerState& state = State();
   {
-    std::lock_guard<std::mutex> lock(state.mutex);
-    const IndexUpdateInfo& last = state.lastAccepted;
-    if (info.cdn == last.cdn && info.resourceId == last.resourceId && info.md5 == last.md5) {
+    MutexLock lock(&mutex_);
+    if (info.cdn == lastAccepted_.cdn && info.resourceId == lastAccepted_.resourceId &&
+        info.md5 == lastAccepted_.md5) {
       LogInfo(kMethod, kTag, "it is a same index info,resourceid is " + info.resourceId);
       return;
     }
-    state.lastAccepted = info;
-    state.fetchScheme = Lowercase(info.protocol) == kHttps ? kHttps : kHttp;
+    lastAccepted_ = info;
+    // Under the lock: the scheme always follows the notice accepted last.
+    requests_->SetFetchScheme(info.protocol);
   }
-  EngineHooks::ApplyIndexUpdate(info);
-}
-
-std::string IndexUpdateHandler::FetchScheme() {
-  std::lock_guard<std::mutex> lock(State().mutex);
-  return State().fetchScheme;
+  target_->UpdateIndex(info);
 }
 
 void IndexUpdateHandler::CheckIndexUpdate(int64_t appIndexVersion, int64_t versionIndexVersion) {
-  HandlerState& state = State();
   int64_t now = 0;
   int64_t last = 0;
-  {
-    // The test and the update of the last check time are one step, so of two
-    // simultaneous calls only one passes.
-    std::lock_guard<std::mutex> lock(state.mutex);
-    now = Clock::SystemMillis();
-    last = state.lastIndexUpdTime;
-    if (now - last > kCheckIntervalMs) state.lastIndexUpdTime = now;
-  }
-  if (now - last > kCheckIntervalMs) {
-    OThreadPoolFactory::PostSecondary(
-        [appIndexVersion, versionIndexVersion] {
+  if (gate_->TryPass(&now, &last)) {
+    checks_->Post(
+        [this, appIndexVersion, versionIndexVersion] {
           RunUpdateCheck(appIndexVersion, versionIndexVersion);
         },
         "IndexUpdateHandler::CheckIndexUpdate");
@@ -204,19 +132,35 @@ void IndexUpdateHandler::CheckIndexUpdate(int64_t appIndexVersion, int64_t versi
   }
   LogWarn("CheckIndexUpdate", kTag,
           "checkIndexUpdate too frequently, interval should more than " +
-              std::to_string(kCheckIntervalMs) + " lastIndexUpdTime is " + std::to_string(last) +
-              " startUpdTime " + std::to_string(now));
+              std::to_string(UpdateCheckGate::kIntervalMs) + " lastIndexUpdTime is " +
+              std::to_string(last) + " startUpdTime " + std::to_string(now));
 }
 
-void IndexUpdateHandler::Reset() {
-  std::lock_guard<std::mutex> lock(State().mutex);
-  State().lastAccepted = IndexUpdateInfo();
-  State().fetchScheme = kHttps;
-}
-
-void IndexUpdateHandler::ResetCheckTimeForTest() {
-  std::lock_guard<std::mutex> lock(State().mutex);
-  State().lastIndexUpdTime = 0;
+void IndexUpdateHandler::RunUpdateCheck(int64_t appIndexVersion, int64_t versionIndexVersion) {
+  const char* kMethod = "operator ()";
+  const int64_t start = Clock::SteadyMillis();
+  std::string body;
+  if (!requests_->CheckUpdate(appIndexVersion, versionIndexVersion, body)) {
+    const char* message = "auth request back null,download index failed,index may not updated!!!";
+    LogError(kMethod, kTag, message);
+    StatCommitFail(Stat::kModule, Stat::kIndexRate, "", message, kCheckUpdatePath);
+  } else {
+    // An empty answer, or an object that names no index resource, means the
+    // cached index is current. Anything else is read as a notice, whose
+    // parser reports what is wrong with it.
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag>(body.data(), body.size());
+    const bool notUpdated = body.empty() || (!document.HasParseError() && document.IsObject() &&
+                                             !document.HasMember("resourceId"));
+    if (notUpdated) {
+      const char* message = "auth request sucessfully, but index is not updated";
+      LogInfo(kMethod, kTag, message);
+      StatCommitFail(Stat::kModule, Stat::kIndexRate, "", message, kCheckUpdatePath);
+    } else {
+      UpdateIndex(body, true);
+    }
+  }
+  LogInfo(kMethod, kTag, "CheckIndexUpdate cost " + std::to_string(Clock::SteadyMillis() - start));
 }
 
 }  // namespace Ostrel

@@ -6,6 +6,11 @@
 #include <cstdint>
 #include <string>
 
+#include "host/Executor.h"
+#include "host/Mutex.h"
+#include "net/ServiceRequests.h"
+#include "update/UpdateCheckGate.h"
+
 namespace Ostrel {
 
 class IndexUpdateHandler {
@@ -28,34 +33,51 @@ class IndexUpdateHandler {
     std::string protocol;
   };
 
-  // At most one update check per this many milliseconds per process.
-  static constexpr int64_t kCheckIntervalMs = 43200000;
+  // What accepted notices are handed to: the engine, which applies them on
+  // the calling thread.
+  class Target {
+   public:
+    virtual void UpdateIndex(const IndexUpdateInfo& info) = 0;
+
+   protected:
+    ~Target() = default;
+  };
+
+  // Nothing is owned; all four outlive the handler. checks runs the update
+  // checks and takes no more work before the handler is destroyed.
+  IndexUpdateHandler(Target* target, ServiceRequests* requests, Executor* checks,
+                     UpdateCheckGate* gate);
+
+  IndexUpdateHandler(const IndexUpdateHandler&) = delete;
+  IndexUpdateHandler& operator=(const IndexUpdateHandler&) = delete;
 
   // Parses text (JSON when isJson, else "&"-joined key=value items), drops
-  // it when it names the index accepted last, records the fetch scheme and
-  // hands the notice to the engine. Any thread; the engine's work runs on the
-  // caller's thread.
-  static void UpdateIndex(const std::string& text, bool isJson);
+  // it when it names the index accepted last, sets the fetch scheme of the
+  // requests and hands the notice to the target. Any thread; the target's
+  // work runs on the caller's thread.
+  void UpdateIndex(const std::string& text, bool isJson);
 
   // Fills info from text. The key=value form always succeeds; the JSON form
   // needs the four members as strings and logs the first one that fails.
   static bool ParseIndexUpdInfo(const std::string& text, bool isJson, IndexUpdateInfo& info);
 
-  // "https" or "http": the scheme of the next CDN fetch, chosen by the last
-  // accepted notice ("https" until one arrives).
-  static std::string FetchScheme();
+  // Posts one signed "/checkUpdate" request when the gate lets it pass;
+  // otherwise logs and does nothing. The two versions of the cached index
+  // are sent as the request's parameters. An answer that names an index is
+  // read as a notice.
+  void CheckIndexUpdate(int64_t appIndexVersion, int64_t versionIndexVersion);
 
-  // Posts one signed "/checkUpdate" request when more than twelve hours have
-  // passed since the last accepted call (the first call of a process always
-  // passes); otherwise logs and does nothing. The two versions of the cached
-  // index are sent as the request's parameters.
-  static void CheckIndexUpdate(int64_t appIndexVersion, int64_t versionIndexVersion);
+ private:
+  void RunUpdateCheck(int64_t appIndexVersion, int64_t versionIndexVersion);
 
-  // Forgets the last accepted notice and the fetch scheme (teardown, tests).
-  // The time of the last check is process-wide and survives.
-  static void Reset();
-  // Forgets the time of the last check as well (tests only).
-  static void ResetCheckTimeForTest();
+  // Constant after construction; none owned.
+  Target* const target_;
+  ServiceRequests* const requests_;
+  Executor* const checks_;
+  UpdateCheckGate* const gate_;
+
+  Mutex mutex_;
+  IndexUpdateInfo lastAccepted_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Ostrel

@@ -43,16 +43,6 @@ TEST(ClientAttributes, BuildsTheSixKeysWithTheirComparators) {
   EXPECT_EQ(nullptr, attributes->Find("APP_VER"));
 }
 
-TEST(ClientAttributes, InstallPublishesSnapshots) {
-  const auto before = ClientAttributes::Current();
-  ASSERT_NE(nullptr, before);
-  const auto built = ClientAttributes::Build(ClientSettings());
-  ClientAttributes::Install(built);
-  EXPECT_EQ(built, ClientAttributes::Current());
-  ClientAttributes::Install(nullptr);
-  EXPECT_TRUE(ClientAttributes::Current()->Entries().empty());
-}
-
 TEST(MultiAnalyze, SplitsOnEveryAmpersand) {
   const MultiAnalyze expression("app_ver>=10.2&m_brand=acme& a = 1 &");
   const auto& units = expression.Units();

@@ -19,11 +19,12 @@ TEST(TaskPoolConcurrency, ConcurrentPostersAndFirstUseSeeOnePool) {
   for (int t = 0; t < 4; ++t) {
     posters.emplace_back([&, t] {
       seen[t] = OThreadPoolFactory::GetInstance();
+      const EngineExecutors executors = seen[t]->Route();
       for (int i = 0; i < 250; ++i) {
         if (i % 2 == 0) {
-          OThreadPoolFactory::PostPrimary([&] { ++ran; }, "p");
+          executors.lazyLoads->Post([&] { ++ran; }, "p");
         } else {
-          OThreadPoolFactory::PostSecondary([&] { ++ran; }, "s");
+          executors.network->Post([&] { ++ran; }, "s");
         }
       }
     });
@@ -32,8 +33,9 @@ TEST(TaskPoolConcurrency, ConcurrentPostersAndFirstUseSeeOnePool) {
   EXPECT_EQ(std::set<OThreadPoolFactory*>(seen.begin(), seen.end()).size(), 1u);
   // Both queues are FIFO: a marker posted last runs after everything before it.
   std::promise<void> primaryDone, secondaryDone;
-  OThreadPoolFactory::PostPrimary([&] { primaryDone.set_value(); }, "marker");
-  OThreadPoolFactory::PostSecondary([&] { secondaryDone.set_value(); }, "marker");
+  const EngineExecutors executors = OThreadPoolFactory::GetInstance()->Route();
+  executors.lazyLoads->Post([&] { primaryDone.set_value(); }, "marker");
+  executors.network->Post([&] { secondaryDone.set_value(); }, "marker");
   ASSERT_EQ(primaryDone.get_future().wait_for(std::chrono::seconds(10)),
             std::future_status::ready);
   ASSERT_EQ(secondaryDone.get_future().wait_for(std::chrono::seconds(10)),
@@ -45,13 +47,14 @@ TEST(TaskPoolConcurrency, ConcurrentPostersAndFirstUseSeeOnePool) {
 TEST(TaskPoolConcurrency, DestroyWhileTasksPostMoreWork) {
   for (int round = 0; round < 20; ++round) {
     std::atomic<int> ran{0};
+    const EngineExecutors executors = OThreadPoolFactory::GetInstance()->Route();
     for (int i = 0; i < 20; ++i) {
-      OThreadPoolFactory::PostPrimary(
+      executors.lazyLoads->Post(
           [&] {
             ++ran;
             // A task that keeps posting while the pool is being destroyed is
             // refused, never deadlocked.
-            OThreadPoolFactory::PostSecondary([&] { ++ran; }, "chain");
+            executors.network->Post([&] { ++ran; }, "chain");
           },
           "feeder");
     }

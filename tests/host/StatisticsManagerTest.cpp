@@ -30,25 +30,5 @@ TEST(StatisticsManager, ForwardsBothSlotsInArgumentOrderAndDropsWithoutSink) {
   EXPECT_EQ(commits[1].message, "detail");
 }
 
-TEST(EngineSettings, IndexIdentityFollowsSettingsAndIndexVersions) {
-  EngineSettings::Reset();
-  EXPECT_EQ(EngineSettings::IndexIdentity(), "||0|0");
-  Settings settings;
-  settings.appKey = "key";
-  settings.appVersion = "1.2";
-  EngineSettings::Replace(settings);
-  EXPECT_EQ(EngineSettings::IndexIdentity(), "key|1.2|0|0");
-  EngineSettings::SetIndexVersions("7", "12");
-  EXPECT_EQ(EngineSettings::IndexIdentity(), "key|1.2|7|12");
-  // A snapshot taken before a replace stays as it was.
-  auto before = EngineSettings::Current();
-  settings.appKey = "other";
-  EngineSettings::Replace(settings);
-  EXPECT_EQ(before->appKey, "key");
-  EXPECT_EQ(EngineSettings::Current()->appKey, "other");
-  EngineSettings::Reset();
-  EXPECT_EQ(EngineSettings::IndexIdentity(), "||0|0");
-}
-
 }  // namespace
 }  // namespace Ostrel

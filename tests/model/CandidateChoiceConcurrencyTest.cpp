@@ -24,20 +24,18 @@ TEST(CandidateChoiceConcurrency, ChoosersReadersAndTableSwapsRace) {
   Settings settings;
   settings.brand = "acme";
   const auto acme = ClientAttributes::Build(settings);
+  const ClientAttributes nobody;
 
   constexpr int kRounds = 2000;
   std::atomic<int> unexpected{0};
   std::vector<std::thread> threads;
-  threads.emplace_back([&] {
-    for (int i = 0; i < kRounds; ++i) {
-      ClientAttributes::Install(i % 2 == 0 ? acme : nullptr);
-    }
-  });
+  // Two clients: one the first candidate matches, one nothing matches.
   for (int t = 0; t < 2; ++t) {
-    threads.emplace_back([&] {
+    threads.emplace_back([&, t] {
+      const ClientAttributes& attributes = t == 0 ? *acme : nobody;
       for (int i = 0; i < kRounds; ++i) {
-        ns->UpdateCandidate();
-        ns->CheckValid(nullptr);
+        ns->UpdateCandidate(attributes);
+        ns->CheckValid(nullptr, attributes);
       }
     });
   }
@@ -48,7 +46,6 @@ TEST(CandidateChoiceConcurrency, ChoosersReadersAndTableSwapsRace) {
     }
   });
   for (std::thread& thread : threads) thread.join();
-  ClientAttributes::Install(nullptr);
   // Only the first candidate can ever win; the second always loses to it.
   EXPECT_EQ(0, unexpected.load());
 }

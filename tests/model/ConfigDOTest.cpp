@@ -112,15 +112,14 @@ TEST(ConfigDO, CheckValidAgainstTheEngine) {
 }
 
 TEST(CustomConfigDO, CheckValidNeedsText) {
-  OstrelTest::ScopedAppSettings settings;
-  EXPECT_TRUE(CustomConfigDO::ParseFromJson(JsonObject(Custom()))->CheckValid());
+  EXPECT_TRUE(CustomConfigDO::ParseFromJson(JsonObject(Custom()))->CheckValid(OstrelTest::kTestApp));
   EXPECT_FALSE(
       CustomConfigDO::ParseFromJson(JsonObject(With(Custom(), "content", Quoted(""))))
-          ->CheckValid());
+          ->CheckValid(OstrelTest::kTestApp));
   OstrelTest::ScopedLogCapture capture;
   EXPECT_FALSE(
       CustomConfigDO::ParseFromJson(JsonObject(With(Custom(), "appKey", Quoted("other"))))
-          ->CheckValid());
+          ->CheckValid(OstrelTest::kTestApp));
   EXPECT_EQ("Ostrel.CustomConfigDO", capture.logger().Find("invaild").tag);
 }
 

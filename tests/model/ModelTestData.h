@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ScopedLogCapture.h"
-#include "host/Settings.h"
+#include "model/CheckDO.h"
 
 namespace OstrelTest {
 
@@ -56,20 +56,8 @@ inline std::string NestedArrays(size_t depth, bool closed) {
   return std::string(depth, '[') + (closed ? std::string(depth, ']') : std::string());
 }
 
-// The engine's settings for the length of a test: app key "key1", version
-// "2.0".
-class ScopedAppSettings {
- public:
-  ScopedAppSettings() {
-    Ostrel::Settings settings;
-    settings.appKey = "key1";
-    settings.appVersion = "2.0";
-    Ostrel::EngineSettings::Replace(settings);
-  }
-  ~ScopedAppSettings() { Ostrel::EngineSettings::Reset(); }
-  ScopedAppSettings(const ScopedAppSettings&) = delete;
-  ScopedAppSettings& operator=(const ScopedAppSettings&) = delete;
-};
+// The application the documents of the model tests are checked against.
+inline const Ostrel::AppScope kTestApp{"key1", "2.0"};
 
 // A document, whether CheckValid accepts it, and whether it then logs the
 // application mismatch.
@@ -83,13 +71,12 @@ struct CheckCase {
 // expects either no log line or exactly mismatchLine.
 template <typename Parse>
 void ExpectCheckValid(const std::vector<CheckCase>& cases, const char* mismatchLine, Parse parse) {
-  ScopedAppSettings settings;
   for (const CheckCase& c : cases) {
     const std::string text = JsonObject(c.members);
     const auto document = parse(text);
     ASSERT_NE(nullptr, document) << text;
     ScopedLogCapture capture;
-    EXPECT_EQ(c.valid, document->CheckValid()) << text;
+    EXPECT_EQ(c.valid, document->CheckValid(kTestApp)) << text;
     EXPECT_EQ(c.logsMismatch ? std::vector<std::string>{mismatchLine} : std::vector<std::string>{},
               capture.Texts())
         << text;

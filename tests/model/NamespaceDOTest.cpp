@@ -209,15 +209,6 @@ TEST(NamespaceDO, UpdateCandidateKeepsThePreviousChoice) {
   EXPECT_EQ("CheckValid", capture.logger().Find("candidates[0] is nullptr").method);
 }
 
-TEST(NamespaceDO, UsesTheInstalledAttributes) {
-  const auto ns = Namespace("0", {{"m_brand=acme", "1"}});
-  ClientAttributes::Install(Acme());
-  ns->UpdateCandidate();
-  ClientAttributes::Install(nullptr);
-  EXPECT_EQ(ns->candidates[0], ns->MatchedCandidate());
-  EXPECT_FALSE(ns->CheckValid(nullptr));
-}
-
 TEST(NamespaceDO, EqualityIgnoresTypeAndRuntimeState) {
   const std::string base = JsonObject(
       With(Descriptor(), "candidates", "[" + JsonObject(Candidate()) + "]"));

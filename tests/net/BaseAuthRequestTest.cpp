@@ -64,7 +64,7 @@ class BaseAuthRequestTest : public NetFixture {
 
   // Sends a "/checkUpdate" request and returns what reached the client.
   RecordedRequest SendOne(const BaseAuthRequest::Params* params = nullptr) {
-    BaseAuthRequest request("", "/checkUpdate");
+    BaseAuthRequest request(Context(), "", "/checkUpdate");
     request.SetParams(params);
     std::string body;
     EXPECT_TRUE(request.SyncRequest(body));
@@ -83,7 +83,7 @@ class BaseAuthRequestTest : public NetFixture {
 };
 
 TEST_F(BaseAuthRequestTest, SignedRequestCarriesUrlHeadersAndSignature) {
-  Ostrel::EngineSettings::SetIndexVersions("12", "34");
+  userInfo = "app-key|1.0.0|12|34";
   const BaseAuthRequest::Params params = {{"b", "2"}, {"a", "1"}};
   const RecordedRequest sent = SendOne(&params);
 
@@ -121,7 +121,6 @@ TEST_F(BaseAuthRequestTest, UrlFollowsSchemeFlagAndParams) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.url);
     settings.env = c.env;
-    Publish();
     EXPECT_EQ(c.url, SendOne(c.params).url);
   }
 }
@@ -144,8 +143,8 @@ TEST_F(BaseAuthRequestTest, HeaderValuesAreEncodedButSignedRaw) {
     settings.appKey = "k" + c.raw;
     settings.appVersion = "v" + c.raw;
     settings.deviceId = "d" + c.raw;
-    Publish();
-    BaseAuthRequest request("", "/p");
+    userInfo = settings.appKey + "|" + settings.appVersion + "|0|0";
+    BaseAuthRequest request(Context(), "", "/p");
     std::string body;
     ASSERT_TRUE(request.SyncRequest(body));
     const RecordedRequest sent = http.Requests().back();
@@ -169,8 +168,7 @@ TEST_F(BaseAuthRequestTest, MissingIdentityIsRefusedBeforeSending) {
     settings.appKey = c.appKey;
     settings.appVersion = c.appVersion;
     settings.deviceId = c.deviceId;
-    Publish();
-    BaseAuthRequest request("", "/checkUpdate");
+    BaseAuthRequest request(Context(), "", "/checkUpdate");
     std::string body;
     EXPECT_FALSE(request.SyncRequest(body));
     EXPECT_EQ(std::string("SyncRequest|getRequestImpl error, appKey:") + c.appKey +
@@ -209,11 +207,9 @@ TEST_F(BaseAuthRequestTest, UnavailableSignatureRefusesTheRequest) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     logger.Clear();
-    Ostrel::OstrelSign::DestroyInstance();
-    settings.signLibraryPath = Widen(c.directory);
-    Publish();
+    NewSigner(c.directory);
     mode.Set(c.mode);
-    BaseAuthRequest request("", "/checkUpdate");
+    BaseAuthRequest request(Context(), "", "/checkUpdate");
     std::string body = "untouched";
     EXPECT_FALSE(request.SyncRequest(body));
     EXPECT_EQ("untouched", body);
@@ -241,7 +237,7 @@ TEST_F(BaseAuthRequestTest, FailedResponsesAreReportedUnderTheRequestsTag) {
   refused.success = false;
   refused.header = "o-code: 500";
   http.RoutePrefix("http", refused);
-  BaseAuthRequest request(Ostrel::Md5Hex("x"), "/downloadResource");
+  BaseAuthRequest request(Context(), Ostrel::Md5Hex("x"), "/downloadResource");
   std::string body;
   EXPECT_FALSE(request.SyncRequest(body));
   EXPECT_EQ("SyncRequest|auth request faile: responed header: o-code: 500", ErrorLine(kTag));
@@ -255,7 +251,7 @@ TEST_F(BaseAuthRequestTest, FailedResponsesAreReportedUnderTheRequestsTag) {
   EXPECT_EQ("SyncRequest|content is broken!!!", ErrorLine(kTag));
 
   logger.Clear();
-  Ostrel::NetworkManager::GetInstance()->SetHttpClient(nullptr);
+  network.SetHttpClient(nullptr);
   EXPECT_FALSE(request.SyncRequest(body));
   EXPECT_EQ("SyncRequest|auth request failed,httpResponse is null!!!", ErrorLine(kTag));
 }

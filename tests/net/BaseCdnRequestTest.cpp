@@ -19,7 +19,7 @@ class BaseCdnRequestTest : public NetFixture {};
 
 TEST_F(BaseCdnRequestTest, SendsOneUnsignedGetToTheGivenUrl) {
   http.Route(kUrl, ScriptedResponse());
-  BaseCdnRequest request(kUrl, "");
+  BaseCdnRequest request(&network, kUrl, "");
   std::string body;
   ASSERT_TRUE(request.SyncRequest(body));
 
@@ -75,7 +75,7 @@ TEST_F(BaseCdnRequestTest, ResponsesAndTheirResults) {
     SCOPED_TRACE(c.name);
     logger.Clear();
     http.Route(kUrl, c.script);
-    BaseCdnRequest request(kUrl, c.expectedMd5);
+    BaseCdnRequest request(&network, kUrl, c.expectedMd5);
     std::string body = "untouched";
     EXPECT_EQ(c.result, request.SyncRequest(body));
     EXPECT_EQ(c.body, body);

@@ -1,10 +1,12 @@
 // Shared set-up of the network tests: a capturing logger at level 0, a
-// scripted client, fixed settings and clock, and a fresh signing object.
+// network over a scripted client, fixed settings and clock, and a signing
+// object of the test's own.
 #ifndef OSTREL_TESTS_NET_NETFIXTURE_H_
 #define OSTREL_TESTS_NET_NETFIXTURE_H_
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "CapturingLogger.h"
@@ -14,6 +16,7 @@
 #include "host/Settings.h"
 #include "net/NetworkManager.h"
 #include "net/OstrelSign.h"
+#include "net/RequestContext.h"
 
 namespace OstrelTest {
 
@@ -32,29 +35,38 @@ class NetFixture : public ::testing::Test {
   void SetUp() override {
     Ostrel::LogManager::GetInstance()->SetLogger(&logger);
     Ostrel::LogManager::GetInstance()->SetLevel(0);
-    Ostrel::NetworkManager::GetInstance()->SetHttpClient(&http);
-    Ostrel::Clock::SetSystemClockForTest(&FixedNow);
+    network.SetHttpClient(&http);
     settings.env = 0;
     settings.appKey = "app-key";
     settings.appVersion = "1.0.0";
     settings.deviceId = "device-1";
     settings.host = "api.example.test";
 #ifdef OSTREL_TEST_SIGN_DIR
-    settings.signLibraryPath = Widen(OSTREL_TEST_SIGN_DIR);
+    NewSigner(OSTREL_TEST_SIGN_DIR);
 #endif
-    Ostrel::EngineSettings::Replace(settings);
   }
 
   void TearDown() override {
-    Ostrel::OstrelSign::DestroyInstance();
-    Ostrel::EngineSettings::Reset();
-    Ostrel::Clock::SetSystemClockForTest(nullptr);
-    Ostrel::NetworkManager::GetInstance()->SetHttpClient(nullptr);
+    signer.reset();
     Ostrel::LogManager::GetInstance()->SetLogger(nullptr);
   }
 
-  // Replaces the published settings after a test changed the copy.
-  void Publish() { Ostrel::EngineSettings::Replace(settings); }
+  // A fresh, unstarted signer that looks in folder.
+  void NewSigner(const std::string& folder) {
+    signer = Ostrel::CreatePlatformSign();
+    signer->SetLibraryFolder(Widen(folder));
+  }
+
+  // What a request made now is sent with: the settings as the test left them.
+  Ostrel::RequestContext Context() const {
+    Ostrel::RequestContext context;
+    context.network = const_cast<Ostrel::NetworkManager*>(&network);
+    context.signer = signer.get();
+    context.settings = std::make_shared<const Ostrel::Settings>(settings);
+    context.userInfo = userInfo;
+    context.now = &FixedNow;
+    return context;
+  }
 
   // The one error line of a failed call, "method|text" for exact comparison.
   std::string ErrorLine(const std::string& tag) const {
@@ -69,7 +81,10 @@ class NetFixture : public ::testing::Test {
 
   CapturingLogger logger;
   ScriptedHttpClient http;
+  Ostrel::NetworkManager network;
+  std::unique_ptr<Ostrel::IOstrelSign> signer = Ostrel::CreatePlatformSign();
   Ostrel::Settings settings;
+  std::string userInfo = "app-key|1.0.0|0|0";
 };
 
 }  // namespace OstrelTest

@@ -61,17 +61,17 @@ class NetworkManagerConcurrencyTest : public NetFixture {};
 // running on the old client finishes on it, and later sends see no client.
 TEST_F(NetworkManagerConcurrencyTest, RemovingTheClientDoesNotWaitForRunningSends) {
   GatedClient gated;
-  NetworkManager::GetInstance()->SetHttpClient(&gated);
-  auto send = std::async(std::launch::async, [] {
+  network.SetHttpClient(&gated);
+  auto send = std::async(std::launch::async, [this] {
     HttpRequest request;
-    return NetworkManager::GetInstance()->SendSyncHttpRequest(&request) != nullptr;
+    return network.SendSyncHttpRequest(&request) != nullptr;
   });
   ASSERT_TRUE(gated.WaitEntered());
 
-  NetworkManager::GetInstance()->SetHttpClient(nullptr);  // returns at once
+  network.SetHttpClient(nullptr);  // returns at once
   EXPECT_FALSE(gated.finished());
   HttpRequest late;
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&late));
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&late));
 
   gated.Open();
   EXPECT_TRUE(send.get());
@@ -85,17 +85,17 @@ TEST_F(NetworkManagerConcurrencyTest, SignedRequestsFromSeveralThreads) {
   constexpr int kRequestsEach = 25;
   std::vector<std::future<int>> workers;
   for (int t = 0; t < kThreads; ++t) {
-    workers.push_back(std::async(std::launch::async, [] {
+    workers.push_back(std::async(std::launch::async, [this] {
       int succeeded = 0;
       for (int i = 0; i < kRequestsEach; ++i) {
-        Ostrel::BaseAuthRequest request("", "/checkUpdate");
+        Ostrel::BaseAuthRequest request(Context(), "", "/checkUpdate");
         std::string body;
         if (request.SyncRequest(body)) ++succeeded;
       }
       return succeeded;
     }));
   }
-  EXPECT_TRUE(Ostrel::OstrelSign::GetInstance()->Init());
+  EXPECT_TRUE(signer->Init());
   for (auto& worker : workers) EXPECT_EQ(kRequestsEach, worker.get());
 
   char signature[17];

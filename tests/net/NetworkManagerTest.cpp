@@ -21,7 +21,7 @@ TEST_F(NetworkManagerTest, EachFailureGivesNullAndItsErrorLine) {
   HttpRequest request;
   request.SetUrl("u");
 
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(nullptr));
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(nullptr));
   EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: aRequest is null error", ManagerError());
 
   logger.Clear();
@@ -29,12 +29,12 @@ TEST_F(NetworkManagerTest, EachFailureGivesNullAndItsErrorLine) {
   filledButFailed.returnCode = 5;
   filledButFailed.body = "partial";
   http.Route("u", filledButFailed);
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&request));
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
   EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient Send error", ManagerError());
 
   logger.Clear();
-  NetworkManager::GetInstance()->SetHttpClient(nullptr);
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&request));
+  network.SetHttpClient(nullptr);
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
   EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient is null error",
             ManagerError());
   EXPECT_EQ(1u, http.RequestCount());
@@ -50,9 +50,9 @@ class ThrowingClient : public Ostrel::IOHttpClient {
 
 TEST_F(NetworkManagerTest, ClientThatThrowsCountsAsFailedSend) {
   ThrowingClient client;
-  NetworkManager::GetInstance()->SetHttpClient(&client);
+  network.SetHttpClient(&client);
   HttpRequest request;
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&request));
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
   EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient Send error", ManagerError());
 }
 
@@ -60,21 +60,25 @@ TEST_F(NetworkManagerTest, ClientThatThrowsCountsAsFailedSend) {
 // exchange.
 class SelfRemovingClient : public Ostrel::IOHttpClient {
  public:
+  explicit SelfRemovingClient(NetworkManager* network) : network_(network) {}
   int Send(Ostrel::IOHttpRequest*, Ostrel::IOHttpResponse* response) override {
-    NetworkManager::GetInstance()->SetHttpClient(nullptr);
+    network_->SetHttpClient(nullptr);
     response->SetSuccess(true);
     return 0;
   }
+
+ private:
+  NetworkManager* const network_;
 };
 
 TEST_F(NetworkManagerTest, ClientMayRemoveItselfDuringSend) {
-  SelfRemovingClient client;
-  NetworkManager::GetInstance()->SetHttpClient(&client);
+  SelfRemovingClient client(&network);
+  network.SetHttpClient(&client);
   HttpRequest request;
-  auto response = NetworkManager::GetInstance()->SendSyncHttpRequest(&request);
+  auto response = network.SendSyncHttpRequest(&request);
   ASSERT_NE(nullptr, response);
   EXPECT_TRUE(response->success());
-  EXPECT_EQ(nullptr, NetworkManager::GetInstance()->SendSyncHttpRequest(&request));
+  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include "NetFixture.h"
 #include "TestSignature.h"
 #include "api/Teardown.h"
-#include "center/ConfigCenter.h"
+#include "api/EngineRoot.h"
 #include "net/PosixUrlSign.h"
 
 namespace OstrelTest {
@@ -35,15 +35,11 @@ TEST(PosixUrlSign, LibraryPathFromConfiguredDirectoryInUtf8) {
       {L"/opt/\u00e9t\u00e9/\U0001F511", "/opt/\xC3\xA9t\xC3\xA9/\xF0\x9F\x94\x91/libKelsafeProxy.so"},
       {std::wstring(L"/x") + static_cast<wchar_t>(0xD800), "/x\xEF\xBF\xBD/libKelsafeProxy.so"},
   };
-  for (const auto& c : cases) {
-    Ostrel::Settings settings;
-    settings.signLibraryPath = c.configured;
-    EXPECT_EQ(c.path, PosixUrlSign::LibraryPath(settings));
-  }
+  for (const auto& c : cases) EXPECT_EQ(c.path, PosixUrlSign::LibraryPath(c.configured));
 }
 
 TEST(PosixUrlSign, LibraryPathDefaultsToTheExecutablesDirectory) {
-  const std::string path = PosixUrlSign::LibraryPath(Ostrel::Settings());
+  const std::string path = PosixUrlSign::LibraryPath(std::wstring());
   const std::string suffix = "/libKelsafeProxy.so";
   ASSERT_GT(path.size(), suffix.size());
   ASSERT_EQ(suffix, path.substr(path.size() - suffix.size()));
@@ -54,16 +50,19 @@ TEST(PosixUrlSign, LibraryPathDefaultsToTheExecutablesDirectory) {
 class PosixUrlSignTest : public NetFixture {};
 
 TEST_F(PosixUrlSignTest, StartsOnFirstSignAndStopsAfterRelease) {
-  EXPECT_EQ(nullptr, OstrelSign::Peek());
-  Ostrel::IOstrelSign* signer = OstrelSign::GetInstance();
-  EXPECT_EQ(signer, OstrelSign::Peek());
   EXPECT_EQ(Expected("k", "/p&k"), signer->Sign("k", "/p&k"));
 
   signer->Release();
   EXPECT_EQ("", signer->Sign("k", "/p&k"));
   EXPECT_TRUE(signer->Init());
   EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
+}
 
+TEST_F(PosixUrlSignTest, TheProcessSignerIsCreatedOnceAndDestroyedByTeardown) {
+  EXPECT_EQ(nullptr, OstrelSign::Peek());
+  Ostrel::IOstrelSign* process = OstrelSign::GetInstance();
+  EXPECT_EQ(process, OstrelSign::Peek());
+  EXPECT_EQ(process, OstrelSign::GetInstance());
   OstrelSign::DestroyInstance();
   EXPECT_EQ(nullptr, OstrelSign::Peek());
   OstrelSign::DestroyInstance();
@@ -72,17 +71,14 @@ TEST_F(PosixUrlSignTest, StartsOnFirstSignAndStopsAfterRelease) {
 // A library that cannot be loaded costs one attempt, not one per request;
 // the next start looks again.
 TEST_F(PosixUrlSignTest, FailedStartIsRetriedOnlyByInit) {
-  settings.signLibraryPath = L"/nonexistent-ostrel-sign";
-  Publish();
-  Ostrel::IOstrelSign* signer = OstrelSign::GetInstance();
+  NewSigner("/nonexistent-ostrel-sign");
   EXPECT_EQ("", signer->Sign("k", "t"));
   EXPECT_EQ("", signer->Sign("k", "t"));
   EXPECT_EQ(1u, logger.Count("Load /nonexistent-ostrel-sign/libKelsafeProxy.so error"));
 
   EXPECT_FALSE(signer->Init());
   EXPECT_EQ(2u, logger.Count("Load /nonexistent-ostrel-sign/libKelsafeProxy.so error"));
-  settings.signLibraryPath = Widen(OSTREL_TEST_SIGN_DIR);
-  Publish();
+  signer->SetLibraryFolder(Widen(OSTREL_TEST_SIGN_DIR));
   EXPECT_TRUE(signer->Init());
   EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
 }
@@ -99,7 +95,8 @@ bool IsLoaded(const char* path) {
 TEST_F(PosixUrlSignTest, StartUpLoadsTheLibraryAndTeardownUnloadsIt) {
   const char* const library = OSTREL_TEST_SIGN_DIR "/libKelsafeProxy.so";
   ASSERT_FALSE(IsLoaded(library));
-  ASSERT_TRUE(Ostrel::ConfigCenter::GetInstance()->Init(settings));
+  settings.signLibraryPath = Widen(OSTREL_TEST_SIGN_DIR);
+  ASSERT_TRUE(Ostrel::EngineRoot::Engine()->Init(settings));
   ASSERT_TRUE(logger.WaitFor("init cost "));
   ASSERT_NE(nullptr, OstrelSign::Peek());
   EXPECT_TRUE(IsLoaded(library));

@@ -9,7 +9,7 @@
 #include "ConfigServer.h"
 #include "LocalSession.h"
 #include "ToolsFixture.h"
-#include "update/IndexUpdateHandler.h"
+#include "api/EngineRoot.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
   options.logLevel = 3;
   // Each start is one process of the real demo; here they share one, whose
   // update check would otherwise be allowed once per twelve hours.
-  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+  Ostrel::EngineRoot::ForgetUpdateCheckForTest();
 
   std::string error;
   std::string uiVersion;
@@ -76,7 +76,7 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     EXPECT_TRUE(restored[0].fromCache);
     EXPECT_EQ(restored[0].version, uiVersion);
 
-    Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    Ostrel::EngineRoot::ForgetUpdateCheckForTest();
     session.CheckUpdate();
     Notification update;
     ASSERT_TRUE(session.WaitForDownload("ui", uiVersion, kWait, &update));
@@ -131,7 +131,7 @@ TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
     LocalSession session;
     std::string error;
     ASSERT_TRUE(session.Start(options, error)) << error;
-    if (step.resetCheckTime) Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    if (step.resetCheckTime) Ostrel::EngineRoot::ForgetUpdateCheckForTest();
     session.CheckUpdate();
     EXPECT_EQ(session.WaitForCheck(kWait), step.outcome);
   }
@@ -140,7 +140,7 @@ TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
   LocalSession session;
   std::string error;
   ASSERT_TRUE(session.Start(options, error)) << error;
-  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+  Ostrel::EngineRoot::ForgetUpdateCheckForTest();
   session.CheckUpdate();
   EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUnreachable);  // no server
 }

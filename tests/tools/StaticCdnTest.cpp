@@ -13,7 +13,7 @@
 #include "LocalSession.h"
 #include "NginxProcess.h"
 #include "ToolsFixture.h"
-#include "update/IndexUpdateHandler.h"
+#include "api/EngineRoot.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   session.storePath = store.path() + "/store.db";
   session.signDir = OSTREL_DEV_SIGN_DIR;
   session.logLevel = 3;
-  Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+  Ostrel::EngineRoot::ForgetUpdateCheckForTest();
   LocalSession client;
   ASSERT_TRUE(client.Start(session, error)) << error;
   client.Listen("ui");

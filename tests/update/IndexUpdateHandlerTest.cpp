@@ -7,35 +7,59 @@
 
 #include "LoggerFixture.h"
 #include "Recorders.h"
-#include "center/OThreadPoolFactory.h"
-#include "host/Clock.h"
+#include "ScriptedHttpClient.h"
+#include "TestExecutors.h"
 #include "host/StatisticsManager.h"
-#include "update/EngineHooks.h"
 
 namespace Ostrel {
 namespace {
 
 using Info = IndexUpdateHandler::IndexUpdateInfo;
+using OstrelTest::ScriptedResponse;
 
-class IndexUpdateHandlerTest : public OstrelTest::LoggerFixture {
+std::atomic<int64_t> gNow{0};
+int64_t FakeNow() { return gNow.load(); }
+
+class SignsEverything : public IOstrelSign {
+ public:
+  void SetLibraryFolder(const std::wstring&) override {}
+  bool Init() override { return true; }
+  void Release() override {}
+  std::string Sign(const std::string&, const std::string&) override { return "signature"; }
+};
+
+// The handler built alone: notices it accepts are recorded instead of
+// applied, update checks run inline against a scripted client.
+class IndexUpdateHandlerTest : public OstrelTest::LoggerFixture,
+                               private IndexUpdateHandler::Target {
  protected:
   void SetUp() override {
     LoggerFixture::SetUp();
-    IndexUpdateHandler::Reset();
     StatisticsManager::GetInstance()->SetStatistics(&statistics);
-    EngineHooks::Install([] { return true; },
-                         [this](const Info& info) { applied.push_back(info); });
+    network.SetHttpClient(&http);
+    auto settings = std::make_shared<Settings>();
+    settings->appKey = "app";
+    settings->appVersion = "1.0";
+    settings->deviceId = "device";
+    settings->host = "api.test";
+    requests.SetSettings(settings);
   }
   void TearDown() override {
-    EngineHooks::Clear();
-    OThreadPoolFactory::DestroyInstance();
     StatisticsManager::GetInstance()->SetStatistics(nullptr);
-    IndexUpdateHandler::Reset();
     LoggerFixture::TearDown();
   }
 
+  void UpdateIndex(const Info& info) override { applied.push_back(info); }
+
   std::vector<Info> applied;
   OstrelTest::StatisticsRecorder statistics;
+  OstrelTest::ScriptedHttpClient http;
+  NetworkManager network;
+  SignsEverything signer;
+  ServiceRequests requests{&network, &signer, &FakeNow};
+  OstrelTest::InlineExecutor checks;
+  UpdateCheckGate gate{&FakeNow};
+  IndexUpdateHandler handler{this, &requests, &checks, &gate};
 };
 
 TEST_F(IndexUpdateHandlerTest, KeyValueFormTrimsMatchesPrefixesAndNeverFails) {
@@ -98,7 +122,7 @@ TEST_F(IndexUpdateHandlerTest, JsonFormNeedsFourStringsInOrder) {
 }
 
 TEST_F(IndexUpdateHandlerTest, ProtocolChoosesTheFetchScheme) {
-  EXPECT_EQ(IndexUpdateHandler::FetchScheme(), "https");
+  EXPECT_EQ(requests.CdnUrl("a", "c"), "https://a/c");
   const struct {
     const char* protocol;
     const char* scheme;
@@ -106,61 +130,93 @@ TEST_F(IndexUpdateHandlerTest, ProtocolChoosesTheFetchScheme) {
                 {"Https", "https"}, {"http", "http"}};
   int round = 0;
   for (const auto& c : kCases) {
-    IndexUpdateHandler::UpdateIndex(
+    handler.UpdateIndex(
         "cdn=a&md5=m" + std::to_string(round++) + "&resourceId=c&protocol=" + c.protocol, false);
-    EXPECT_EQ(IndexUpdateHandler::FetchScheme(), c.scheme) << c.protocol;
+    EXPECT_EQ(requests.CdnUrl("a", "c"), std::string(c.scheme) + "://a/c") << c.protocol;
   }
   EXPECT_EQ(applied.size(), 6u);
 }
 
 TEST_F(IndexUpdateHandlerTest, TheSameIndexIsAppliedOnceInARow) {
-  IndexUpdateHandler::UpdateIndex("cdn=a&md5=b&resourceId=c&protocol=https", false);
-  IndexUpdateHandler::UpdateIndex(" cdn=a & md5=b & resourceId=c & protocol=http", false);
+  handler.UpdateIndex("cdn=a&md5=b&resourceId=c&protocol=https", false);
+  handler.UpdateIndex(" cdn=a & md5=b & resourceId=c & protocol=http", false);
   EXPECT_EQ(applied.size(), 1u);
   EXPECT_TRUE(logger.Contains("it is a same index info,resourceid is c"));
-  EXPECT_EQ(IndexUpdateHandler::FetchScheme(), "https") << "a repeat changes nothing";
+  EXPECT_EQ(requests.CdnUrl("a", "c"), "https://a/c") << "a repeat changes nothing";
   // A new md5 alone is a new index; the JSON form is compared the same way.
-  IndexUpdateHandler::UpdateIndex(R"({"cdn":"a","md5":"b2","protocol":"https","resourceId":"c"})",
-                                  true);
+  handler.UpdateIndex(R"({"cdn":"a","md5":"b2","protocol":"https","resourceId":"c"})", true);
   ASSERT_EQ(applied.size(), 2u);
   EXPECT_EQ(applied[1].md5, "b2");
 }
 
 TEST_F(IndexUpdateHandlerTest, EmptyAndUnparsableNoticesAreRefused) {
-  IndexUpdateHandler::UpdateIndex("", false);
+  handler.UpdateIndex("", false);
   EXPECT_TRUE(logger.Contains("IndexUpdateHandler::UpdateIndex , parameter value is empty error"));
-  IndexUpdateHandler::UpdateIndex("{}", true);
+  handler.UpdateIndex("{}", true);
   EXPECT_TRUE(logger.Contains("parse index up info error!!!"));
   EXPECT_EQ(statistics.Count("index_rate", false), 1u);
   EXPECT_TRUE(applied.empty());
 }
 
-std::atomic<int64_t> gFakeNow{0};
-int64_t FakeNow() { return gFakeNow.load(); }
-
 TEST_F(IndexUpdateHandlerTest, UpdateCheckIsRateLimitedToOnePerTwelveHours) {
-  Clock::SetSystemClockForTest(&FakeNow);
-  IndexUpdateHandler::ResetCheckTimeForTest();
   const char* kTooSoon = "checkIndexUpdate too frequently, interval should more than 43200000";
+  ScriptedResponse notice;
+  notice.body = R"({"cdn":"cdn.test","md5":"m","protocol":"http","resourceId":"index-2"})";
+  http.RoutePrefix("http://api.test/checkUpdate", notice);
 
   const int64_t first = 1700000000000;
-  gFakeNow = first;  // the first check of a process always passes
-  IndexUpdateHandler::CheckIndexUpdate(0, 0);
-  EXPECT_EQ(logger.Count(kTooSoon), 0u);
-  gFakeNow = first + 43200000;  // exactly twelve hours later: too early
-  IndexUpdateHandler::CheckIndexUpdate(0, 0);
-  EXPECT_EQ(logger.Count(kTooSoon), 1u);
+  gNow = first;  // the first check of a gate always passes
+  handler.CheckIndexUpdate(3, 4);
+  ASSERT_EQ(http.RequestCount(), 1u);
+  EXPECT_EQ(http.Requests()[0].url,
+            "http://api.test/checkUpdate?appIndexVersion=3&versionIndexVersion=4");
+  ASSERT_EQ(applied.size(), 1u);
+  EXPECT_EQ(applied[0].resourceId, "index-2");
+  EXPECT_EQ(checks.names.front(), "IndexUpdateHandler::CheckIndexUpdate");
+
+  gNow = first + 43200000;  // exactly twelve hours later: too early
+  handler.CheckIndexUpdate(3, 4);
+  EXPECT_EQ(http.RequestCount(), 1u);
   EXPECT_TRUE(logger.Contains(
       "checkIndexUpdate too frequently, interval should more than 43200000 lastIndexUpdTime is "
       "1700000000000 startUpdTime 1700043200000"));
-  gFakeNow = first + 43200001;  // one millisecond later it passes
-  IndexUpdateHandler::CheckIndexUpdate(0, 0);
+
+  gNow = first + 43200001;  // one millisecond later it passes
+  ScriptedResponse current;  // an empty answer: the index is current
+  http.RoutePrefix("http://api.test/checkUpdate", current);
+  handler.CheckIndexUpdate(3, 4);
+  EXPECT_EQ(http.RequestCount(), 2u);
   EXPECT_EQ(logger.Count(kTooSoon), 1u);
-  // Both accepted checks ran (and, without a host client, failed).
-  EXPECT_TRUE(logger.WaitFor("CheckIndexUpdate cost ", 2));
-  EXPECT_EQ(logger.Count("auth request back null,download index failed,index may not updated!!!"),
-            2u);
-  Clock::SetSystemClockForTest(nullptr);
+  EXPECT_EQ(applied.size(), 1u);
+  EXPECT_TRUE(logger.Contains("auth request sucessfully, but index is not updated"));
+}
+
+TEST_F(IndexUpdateHandlerTest, AnswersOfTheCheckThatNameNoIndex) {
+  const struct {
+    const char* body;
+    bool answered;
+    const char* line;
+  } kCases[] = {
+      {"", true, "auth request sucessfully, but index is not updated"},
+      {R"({"code":0})", true, "auth request sucessfully, but index is not updated"},
+      {R"({"resourceId":1})", true, "parse index up info error!!!"},
+      {"[]", true, "parse index up info error!!!"},
+      {"", false, "auth request back null,download index failed,index may not updated!!!"},
+  };
+  int64_t now = 1;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.body);
+    logger.Clear();
+    ScriptedResponse response;
+    response.body = c.body;
+    response.success = c.answered;
+    http.RoutePrefix("http://api.test/checkUpdate", response);
+    gNow = now += UpdateCheckGate::kIntervalMs + 1;
+    handler.CheckIndexUpdate(0, 0);
+    EXPECT_TRUE(logger.Contains(c.line));
+  }
+  EXPECT_TRUE(applied.empty());
+  EXPECT_EQ(statistics.Count("index_rate", false), 5u);
 }
 
 }  // namespace

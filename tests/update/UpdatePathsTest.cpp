@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "EngineHost.h"
-#include "update/IndexUpdateHandler.h"
+#include "api/EngineRoot.h"
 
 namespace OstrelTest {
 namespace {
@@ -15,7 +15,7 @@ class UpdatePaths : public ::testing::Test {
  protected:
   void SetUp() override {
     // The check is limited per process; each test starts as a fresh process.
-    Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    Ostrel::EngineRoot::ForgetUpdateCheckForTest();
     keep = NamespaceSpec("keep", "1");
     change1 = NamespaceSpec("change1", "1");
     change2 = NamespaceSpec("change2", "1");
@@ -101,7 +101,7 @@ TEST_F(UpdatePaths, CheckAnswersWithoutANewIndex) {
   };
   ASSERT_TRUE(InitEngine(host));
   for (const auto& c : kCases) {
-    Ostrel::IndexUpdateHandler::ResetCheckTimeForTest();
+    Ostrel::EngineRoot::ForgetUpdateCheckForTest();
     host.logger.Clear();
     host.http.RoutePrefix("http://api.test/checkUpdate", c.response);
     host.sdk->forceCheckUpdate();

@@ -59,16 +59,8 @@ class Pinned {
 
 class WinUrlSignTest : public LoggerFixture {
  protected:
-  void TearDown() override {
-    Ostrel::EngineSettings::Reset();
-    LoggerFixture::TearDown();
-  }
-
-  void UseFolder(const std::wstring& folder) {
-    Ostrel::Settings settings;
-    settings.signLibraryPath = folder;
-    Ostrel::EngineSettings::Replace(settings);
-  }
+  // The folder the next signers look in; empty: beside the executable.
+  void UseFolder(const std::wstring& configured) { folder = configured; }
 
   // "method|text" of each error line of the signer, in order.
   std::vector<std::string> ErrorLines() const {
@@ -80,6 +72,8 @@ class WinUrlSignTest : public LoggerFixture {
     }
     return lines;
   }
+
+  std::wstring folder;
 };
 
 TEST_F(WinUrlSignTest, InitFindsTheProxyOrSaysWhyNot) {
@@ -101,6 +95,7 @@ TEST_F(WinUrlSignTest, InitFindsTheProxyOrSaysWhyNot) {
     UseFolder(Folder(c.layout));
     logger.Clear();
     WinUrlSign signer;
+    signer.SetLibraryFolder(folder);
     EXPECT_EQ(c.started, signer.Init());
     EXPECT_EQ(c.lines, ErrorLines());
     EXPECT_EQ(c.started ? "sig(k,t)" : "", signer.Sign("k", "t"));
@@ -111,6 +106,7 @@ TEST_F(WinUrlSignTest, InitFindsTheProxyOrSaysWhyNot) {
 
 TEST_F(WinUrlSignTest, WithoutAConfiguredFolderLooksBesideTheExecutable) {
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   EXPECT_TRUE(signer.Init());
   EXPECT_EQ(std::vector<std::string>{kLoadPathError}, ErrorLines());
   EXPECT_EQ("sig(k,t)", signer.Sign("k", "t"));
@@ -119,6 +115,7 @@ TEST_F(WinUrlSignTest, WithoutAConfiguredFolderLooksBesideTheExecutable) {
 TEST_F(WinUrlSignTest, SignaturesTravelAsWideStringsBothWays) {
   UseFolder(Folder(L"installed"));
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   const struct {
     std::string appKey;
     std::string text;
@@ -135,6 +132,7 @@ TEST_F(WinUrlSignTest, SignaturesTravelAsWideStringsBothWays) {
 TEST_F(WinUrlSignTest, FailedSignaturesAreEmptyAndLogged) {
   UseFolder(Folder(L"installed"));
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   ASSERT_TRUE(signer.Init());
   const std::string tooLong(WinUrlSign::kMaxInputLength + 1, 'a');
   const struct {
@@ -157,6 +155,7 @@ TEST_F(WinUrlSignTest, FailedSignaturesAreEmptyAndLogged) {
 TEST_F(WinUrlSignTest, UnterminatedSignatureIsCutAtTheBuffer) {
   UseFolder(Folder(L"installed"));
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   EXPECT_EQ(std::string(WinUrlSign::kSignatureCapacity - 1, 'x'),
             signer.Sign(KelsafeDouble::kUnterminatedAppKey, "t"));
 }
@@ -169,6 +168,7 @@ TEST_F(WinUrlSignTest, EveryObjectHandedOutIsReleased) {
 
   UseFolder(installed);
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   ASSERT_TRUE(signer.Init());
   EXPECT_EQ(0, path.LiveObjects());
   EXPECT_EQ(2, proxy.LiveObjects());  // the proxy and its error codes
@@ -179,6 +179,7 @@ TEST_F(WinUrlSignTest, EveryObjectHandedOutIsReleased) {
   // A half-successful start gives back the error-code object it got.
   UseFolder(Folder(L"no-signer"));
   WinUrlSign failing;
+  failing.SetLibraryFolder(folder);
   EXPECT_FALSE(failing.Init());
   EXPECT_EQ(0, noSigner.LiveObjects());
 }
@@ -187,6 +188,7 @@ TEST_F(WinUrlSignTest, ReleaseUnloadsTheProxyAndInitLoadsItAgain) {
   const std::wstring proxy = Folder(L"installed") + L"\\sdk\\KelsafeProxy.dll";
   UseFolder(Folder(L"installed"));
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   ASSERT_TRUE(signer.Init());
   EXPECT_TRUE(signer.Init());  // already started: nothing more is loaded
   EXPECT_TRUE(IsLoaded(proxy));
@@ -201,11 +203,12 @@ TEST_F(WinUrlSignTest, ReleaseUnloadsTheProxyAndInitLoadsItAgain) {
 TEST_F(WinUrlSignTest, SignStartsAnUnstartedSignerOnce) {
   UseFolder(Folder(L"absent"));
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   EXPECT_EQ("", signer.Sign("k", "t"));
   EXPECT_EQ("", signer.Sign("k", "t"));
   EXPECT_EQ(1u, logger.Count("Get IErrorCode error"));
 
-  UseFolder(Folder(L"installed"));
+  signer.SetLibraryFolder(Folder(L"installed"));
   EXPECT_EQ("", signer.Sign("k", "t"));
   EXPECT_TRUE(signer.Init());
   EXPECT_EQ("sig(k,t)", signer.Sign("k", "t"));
@@ -217,6 +220,7 @@ TEST_F(WinUrlSignTest, ReleaseRacingSignNeverUnloadsACallInProgress) {
   Pinned proxy(installed + L"\\sdk\\KelsafeProxy.dll");
   UseFolder(installed);
   WinUrlSign signer;
+  signer.SetLibraryFolder(folder);
   ASSERT_TRUE(signer.Init());
 
   std::atomic<bool> stop{false};

@@ -1,4 +1,4 @@
-#include "center/TaskExecutor.h"
+#include "host/TaskExecutor.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // A FIFO queue of named tasks served by a bounded set of worker threads.
-#ifndef OSTREL_CENTER_TASKEXECUTOR_H_
-#define OSTREL_CENTER_TASKEXECUTOR_H_
+#ifndef OSTREL_HOST_TASKEXECUTOR_H_
+#define OSTREL_HOST_TASKEXECUTOR_H_
 
 #include <condition_variable>
 #include <cstdint>
@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/Executor.h"
 #include "host/Mutex.h"
 
 namespace Ostrel {
@@ -21,19 +22,17 @@ namespace Ostrel {
 // that throws is logged and never kills its worker. Shutdown lets the running
 // tasks finish, drops what is still queued and joins the workers; posting is
 // refused from then on.
-class TaskExecutor {
+class TaskExecutor final : public Executor {
  public:
-  using Task = std::function<void()>;
-
   TaskExecutor(uint32_t minThreads, uint32_t maxThreads);
-  ~TaskExecutor();  // Shutdown()
+  ~TaskExecutor() override;  // Shutdown()
 
   TaskExecutor(const TaskExecutor&) = delete;
   TaskExecutor& operator=(const TaskExecutor&) = delete;
 
   // Queues task under name (used for logging only). False, without queuing,
   // once the executor is stopped.
-  bool Post(Task task, std::string name);
+  bool Post(Task task, std::string name) override;
 
   // Idempotent. Must not be called from one of this executor's own workers.
   void Shutdown();
@@ -67,4 +66,4 @@ class TaskExecutor {
 
 }  // namespace Ostrel
 
-#endif  // OSTREL_CENTER_TASKEXECUTOR_H_
+#endif  // OSTREL_HOST_TASKEXECUTOR_H_
