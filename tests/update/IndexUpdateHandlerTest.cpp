@@ -5,6 +5,7 @@
 #include <atomic>
 #include <vector>
 
+#include "FixedSigner.h"
 #include "LoggerFixture.h"
 #include "Recorders.h"
 #include "ScriptedHttpClient.h"
@@ -19,14 +20,6 @@ using OstrelTest::ScriptedResponse;
 
 std::atomic<int64_t> gNow{0};
 int64_t FakeNow() { return gNow.load(); }
-
-class SignsEverything : public IOstrelSign {
- public:
-  void SetLibraryFolder(const std::wstring&) override {}
-  bool Init() override { return true; }
-  void Release() override {}
-  std::string Sign(const std::string&, const std::string&) override { return "signature"; }
-};
 
 // The handler built alone: notices it accepts are recorded instead of
 // applied, update checks run inline against a scripted client.
@@ -55,7 +48,7 @@ class IndexUpdateHandlerTest : public OstrelTest::LoggerFixture,
   OstrelTest::StatisticsRecorder statistics;
   OstrelTest::ScriptedHttpClient http;
   NetworkManager network;
-  SignsEverything signer;
+  OstrelTest::FixedSigner signer;
   ServiceRequests requests{&network, &signer, &FakeNow};
   OstrelTest::InlineExecutor checks;
   UpdateCheckGate gate{&FakeNow};
