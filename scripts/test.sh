@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Builds and runs every test of the SDK on a Debian 12 machine:
+#   0. clang's thread-safety analysis of the library, warnings as errors;
 #   1. a warnings-as-errors build with all tests, benchmarks compiled;
 #   2. AddressSanitizer + UndefinedBehaviorSanitizer build, all tests;
 #   3. ThreadSanitizer build, the concurrency and end-to-end tests;
@@ -46,6 +47,21 @@ run_ctest() {
   fi
 }
 
+# A stage that is one command: it counts as one test.
+run_command() {
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
+
+# clang checks the lock annotations of the library; a finding fails the build.
+check_thread_safety() {
+  CC=clang CXX=clang++ configure_and_build "$out/thread-safety" -DCMAKE_BUILD_TYPE=Debug \
+    -DOSTREL_BUILD_TESTS=OFF -DOSTREL_BUILD_BENCHMARKS=OFF -DOSTREL_BUILD_TOOLS=OFF \
+    -DOSTREL_BUILD_EXAMPLES=OFF -DOSTREL_BUILD_HOST_ADAPTERS=OFF
+}
+
+stage "thread-safety analysis (clang)"
+run_command check_thread_safety
+
 stage "build and test (warnings as errors)"
 configure_and_build "$out/release" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 run_ctest "$out/release"
@@ -66,10 +82,6 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" -L co
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_ctest "$out/tsan" \
   -R '^ostrel_(integration|update)_tests$'
 
-# A stage that is one command: it counts as one test.
-run_command() {
-  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
-}
 
 if [[ -x "$root/fuzz/run_smoke.sh" ]]; then
   stage "fuzz smoke runs"

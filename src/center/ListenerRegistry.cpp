@@ -39,12 +39,7 @@ void ListenerRegistry::RemoveAll(const std::string& nameSpace) {
 
 void ListenerRegistry::WaitUntilIdle(IOConfigListener* listener) {
   if (tCallDepth > 0) return;
-  std::unique_lock<std::mutex> wait(mutex_.native(), std::adopt_lock);
-  callEnded_.wait(wait, [&]() NO_THREAD_SAFETY_ANALYSIS {
-    auto found = inFlight_.find(listener);
-    return found == inFlight_.end();
-  });
-  wait.release();  // the caller's MutexLock unlocks
+  while (inFlight_.count(listener) != 0) callEnded_.Wait();
 }
 
 bool ListenerRegistry::BeginCall(const std::string& nameSpace, IOConfigListener* listener) {
@@ -61,7 +56,7 @@ void ListenerRegistry::EndCall(IOConfigListener* listener) {
     auto it = inFlight_.find(listener);
     if (it != inFlight_.end() && --it->second == 0) inFlight_.erase(it);
   }
-  callEnded_.notify_all();
+  callEnded_.SignalAll();
 }
 
 void ListenerRegistry::NotifyOne(const std::string& nameSpace, IOConfigListener* listener,

@@ -2,7 +2,6 @@
 #ifndef OSTREL_CENTER_LISTENERREGISTRY_H_
 #define OSTREL_CENTER_LISTENERREGISTRY_H_
 
-#include <condition_variable>
 #include <map>
 #include <set>
 #include <string>
@@ -39,7 +38,7 @@ class ListenerRegistry {
   void WaitUntilIdle(IOConfigListener* listener) REQUIRES(mutex_);
 
   Mutex mutex_;
-  std::condition_variable callEnded_;
+  CondVar callEnded_{&mutex_};
   std::map<std::string, std::set<IOConfigListener*>> listeners_ GUARDED_BY(mutex_);
   // Calls under way per listener, on any thread.
   std::map<IOConfigListener*, int> inFlight_ GUARDED_BY(mutex_);

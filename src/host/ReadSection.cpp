@@ -1,7 +1,6 @@
 #include "host/ReadSection.h"
 
 #include <atomic>
-#include <mutex>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -10,6 +9,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 #endif
+
+#include "host/Mutex.h"
 
 namespace Ostrel {
 namespace read_section_internal {
@@ -104,7 +105,9 @@ using read_section_internal::gOwnedSlots;
 using read_section_internal::gSharedSlots;
 using read_section_internal::Slot;
 
-std::mutex gAdvanceMutex;
+// Serialises epoch advances: two writers counting at once could both see
+// the previous parity empty and advance twice.
+Mutex gAdvanceMutex;
 
 // Callers pass the process barrier first, so that readers that entered with a
 // plain store are counted.
@@ -120,7 +123,7 @@ int64_t CountInside(int parity) {
 uint64_t ReadSection::CurrentEpoch() { return gEpoch.load(std::memory_order_seq_cst); }
 
 uint64_t ReadSection::TryAdvance() {
-  std::lock_guard<std::mutex> lock(gAdvanceMutex);
+  MutexLock lock(&gAdvanceMutex);
   const uint64_t epoch = gEpoch.load(std::memory_order_seq_cst);
   // Readers of the previous epoch share its parity with the next epoch; they
   // must be gone before new readers start counting there.

@@ -44,7 +44,7 @@ bool TaskExecutor::Post(Task task, std::string name) {
     LogError("Post", kTag, std::string("post failed: ") + e.what());
     return false;
   }
-  taskAvailable_.notify_one();
+  taskAvailable_.Signal();
   return true;
 }
 
@@ -55,24 +55,23 @@ void TaskExecutor::StartWorkerLocked() {
 
 void TaskExecutor::WorkerLoop() {
   tIsWorkerThread = true;
-  std::unique_lock<std::mutex> lock(mutex_.native());
+  mutex_.Lock();
   for (;;) {
     ++idleCount_;
-    taskAvailable_.wait(lock, [this]() NO_THREAD_SAFETY_ANALYSIS {
-      return stopped_ || !tasks_.empty();
-    });
+    while (!stopped_ && tasks_.empty()) taskAvailable_.Wait();
     --idleCount_;
     if (stopped_) break;
     std::pair<Task, std::string> next = std::move(tasks_.front());
     tasks_.pop_front();
     --taskCount_;
-    lock.unlock();
+    mutex_.Unlock();
     RunTask(next.first, next.second);
     // Release what the task captured before taking the lock again.
     next = {};
-    lock.lock();
+    mutex_.Lock();
   }
   --threadCount_;
+  mutex_.Unlock();
 }
 
 void TaskExecutor::RunTask(const Task& task, const std::string& name) {
@@ -86,7 +85,7 @@ void TaskExecutor::RunTask(const Task& task, const std::string& name) {
 }
 
 void TaskExecutor::Shutdown() {
-  std::lock_guard<std::mutex> exitLock(exitSync_);
+  MutexLock exitLock(&exitSync_);
   std::vector<std::thread> workers;
   std::list<std::pair<Task, std::string>> dropped;
   {
@@ -96,7 +95,7 @@ void TaskExecutor::Shutdown() {
     taskCount_ = 0;
     workers.swap(workers_);
   }
-  taskAvailable_.notify_all();
+  taskAvailable_.SignalAll();
   for (std::thread& worker : workers) {
     if (worker.get_id() == std::this_thread::get_id()) {
       // A task tearing down its own executor cannot join itself.

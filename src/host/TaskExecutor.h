@@ -2,7 +2,6 @@
 #ifndef OSTREL_HOST_TASKEXECUTOR_H_
 #define OSTREL_HOST_TASKEXECUTOR_H_
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -41,9 +40,7 @@ class TaskExecutor final : public Executor {
   static bool IsWorkerThread();
 
  private:
-  // Waits on the condition variable through the native mutex, which the
-  // analysis cannot follow.
-  void WorkerLoop() NO_THREAD_SAFETY_ANALYSIS;
+  void WorkerLoop() EXCLUDES(mutex_);
   void StartWorkerLocked() REQUIRES(mutex_);
   static void RunTask(const Task& task, const std::string& name);
 
@@ -55,13 +52,13 @@ class TaskExecutor final : public Executor {
   bool stopped_ GUARDED_BY(mutex_) = false;
   uint32_t threadCount_ GUARDED_BY(mutex_) = 0;
   uint32_t idleCount_ GUARDED_BY(mutex_) = 0;
-  std::condition_variable taskAvailable_;
+  CondVar taskAvailable_{&mutex_};
   std::list<std::pair<Task, std::string>> tasks_ GUARDED_BY(mutex_);
   uint64_t taskCount_ GUARDED_BY(mutex_) = 0;
   std::vector<std::thread> workers_ GUARDED_BY(mutex_);
 
   // Serialises Shutdown calls; held while joining, never with mutex_.
-  std::mutex exitSync_;
+  Mutex exitSync_;
 };
 
 }  // namespace Ostrel

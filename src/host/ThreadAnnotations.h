@@ -15,6 +15,7 @@
 #define SCOPED_CAPABILITY OSTREL_THREAD_ANNOTATION(scoped_lockable)
 #define ACQUIRE(...) OSTREL_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) OSTREL_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+#define ASSERT_CAPABILITY(x) OSTREL_THREAD_ANNOTATION(assert_capability(x))
 #define NO_THREAD_SAFETY_ANALYSIS \
   OSTREL_THREAD_ANNOTATION(no_thread_safety_analysis)
 
