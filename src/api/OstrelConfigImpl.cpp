@@ -20,7 +20,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.OstrelConfigImpl";
+constexpr LogTag kTag("Ostrel.OstrelConfigImpl");
 const char kPushServerId[] = "ostrel";
 
 // Handed out when no interceptor can be allocated; never deleted.
@@ -73,7 +73,7 @@ OstrelConfigImpl* OstrelConfigImpl::GetInstance() {
 bool OstrelConfigImpl::init(IOConfig* config) {
   return Guarded("init", false, [&] {
     if (config == nullptr) {
-      LogError("Init", "Ostrel.ConfigCenter", "init start , input param error");
+      LogError("Init", LogTag("Ostrel.ConfigCenter"), "init start , input param error");
       return false;
     }
     // IOConfig objects come only from CreateIOConfig.

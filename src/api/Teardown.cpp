@@ -13,7 +13,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.OstrelConfigImpl";
+constexpr LogTag kTag("Ostrel.OstrelConfigImpl");
 
 Mutex gTeardownMutex;
 

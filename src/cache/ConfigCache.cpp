@@ -9,7 +9,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigCache";
+constexpr LogTag kTag("Ostrel.ConfigCache");
 const char kStandard[] = "STANDARD";
 const char kCustom[] = "CUSTOM";
 const char kHigh[] = "HIGH";

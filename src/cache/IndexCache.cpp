@@ -5,7 +5,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.IndexCache";
+constexpr LogTag kTag("Ostrel.IndexCache");
 const char kHigh[] = "HIGH";
 
 std::string VersionOrZero(const std::shared_ptr<IndexDO>& index,

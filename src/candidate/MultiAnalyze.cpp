@@ -5,7 +5,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.MultiAnalyze";
+constexpr LogTag kTag("Ostrel.MultiAnalyze");
 
 void LogMatchFail(const std::string& key, const std::string& reason) {
   LogInfo("match", kTag, "match fail, key:" + key + " reason: " + reason);

@@ -8,7 +8,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.UnitAnalyze";
+constexpr LogTag kTag("Ostrel.UnitAnalyze");
 
 using CompareSlot = bool (IOCandidateCompare::*)(const char*, const char*) const;
 

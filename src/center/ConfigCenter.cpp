@@ -11,7 +11,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigCenter";
+constexpr LogTag kTag("Ostrel.ConfigCenter");
 constexpr std::string_view kStandard = "STANDARD";
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigCenter";
+constexpr LogTag kTag("Ostrel.ConfigCenter");
 const char kStandard[] = "STANDARD";
 const char kCustom[] = "CUSTOM";
 

@@ -9,7 +9,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigCenter";
+constexpr LogTag kTag("Ostrel.ConfigCenter");
 
 }  // namespace
 

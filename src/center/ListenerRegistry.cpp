@@ -7,7 +7,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigCenter";
+constexpr LogTag kTag("Ostrel.ConfigCenter");
 
 // How many listener calls are running on this thread.
 thread_local int tCallDepth = 0;

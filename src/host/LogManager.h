@@ -11,6 +11,18 @@ namespace Ostrel {
 
 enum LogLevel : int { kLogDebug = 0, kLogInfo = 1, kLogWarn = 2, kLogError = 3 };
 
+// The tag of a log line ("Ostrel.ConfigCenter"), a type of its own so that a
+// call that swaps tag and method word does not compile. Each file declares
+// its tag once: constexpr LogTag kTag("Ostrel.ConfigCenter");
+class LogTag {
+ public:
+  constexpr explicit LogTag(const char* text) : text_(text) {}
+  constexpr const char* text() const { return text_; }
+
+ private:
+  const char* text_;
+};
+
 class LogManager {
  public:
   static LogManager* GetInstance();
@@ -31,25 +43,22 @@ class LogManager {
     return logger_.load(std::memory_order_acquire) != nullptr && Level() <= level;
   }
 
-  void Debug(const std::string& tag, const std::string& method, const std::string& text);
-  void Info(const std::string& tag, const std::string& method, const std::string& text);
-  void Warn(const std::string& tag, const std::string& method, const std::string& text);
-  void Error(const std::string& tag, const std::string& method, const std::string& text);
+  // Hands one line to the host logger when one is installed and level
+  // reaches the threshold. A logger that throws is ignored.
+  void Write(int level, LogTag tag, const char* method, const std::string& text);
 
  private:
-  void Write(int level, const std::string& tag, const std::string& method,
-             const std::string& text);
 
   std::atomic<IOLog*> logger_{nullptr};  // not owned; the host keeps it alive
   std::atomic<int> level_{kLogWarn};
 };
 
-// Convenience functions used throughout the library. Note the argument order:
-// method word first; the host receives the tag first.
-void LogDebug(const std::string& method, const std::string& tag, const std::string& text);
-void LogInfo(const std::string& method, const std::string& tag, const std::string& text);
-void LogWarn(const std::string& method, const std::string& tag, const std::string& text);
-void LogError(const std::string& method, const std::string& tag, const std::string& text);
+// Convenience functions used throughout the library: method word first, as
+// the library has always written them; the host receives the tag first.
+void LogDebug(const char* method, LogTag tag, const std::string& text);
+void LogInfo(const char* method, LogTag tag, const std::string& text);
+void LogWarn(const char* method, LogTag tag, const std::string& text);
+void LogError(const char* method, LogTag tag, const std::string& text);
 
 // True when a message of this level would be written.
 bool LogEnabled(int level);

@@ -7,7 +7,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "StorageManager";
+constexpr LogTag kTag("StorageManager");
 constexpr size_t kDigestLength = 32;
 
 }  // namespace

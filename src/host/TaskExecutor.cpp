@@ -8,7 +8,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.TaskExecutor";
+constexpr LogTag kTag("Ostrel.TaskExecutor");
 
 thread_local bool tIsWorkerThread = false;
 

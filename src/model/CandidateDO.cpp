@@ -6,7 +6,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.CandidateDO";
+constexpr LogTag kTag("Ostrel.CandidateDO");
 
 const StringField<CandidateDO> kMembers[] = {
     {"resourceId", "resourceId data format error", &CandidateDO::resourceId},

@@ -6,7 +6,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.ConfigDO";
+constexpr LogTag kTag("Ostrel.ConfigDO");
 const char kParseMethod[] = "ParseFromJson";
 
 // Read before the type test.
@@ -62,7 +62,7 @@ std::shared_ptr<ConfigDO> ConfigDO::ParseFromJson(const std::string& text) {
 }
 
 bool ConfigDO::ParseHeader(const rapidjson::Value& root, const char* expectedType,
-                           const char* typeMessage, const char* tag) {
+                           const char* typeMessage, LogTag tag) {
   const char* failure = ReadStringFields(root, kLeadingMembers, this);
   if (failure == nullptr && type != expectedType) failure = typeMessage;
   if (failure == nullptr) failure = ReadStringFields(root, kTrailingMembers, this);
@@ -75,7 +75,7 @@ bool ConfigDO::CheckValid(const AppScope& app) const {
   return CheckHeader(app, !content.empty(), kTag);
 }
 
-bool ConfigDO::CheckHeader(const AppScope& app, bool hasContent, const char* tag) const {
+bool ConfigDO::CheckHeader(const AppScope& app, bool hasContent, LogTag tag) const {
   // createTime may be empty on purpose.
   if (appKey.empty() || appVersion.empty() || id.empty() || name.empty() ||
       resourceId.empty() || type.empty() || loadLevel.empty() || version.empty() || !hasContent) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/LogManager.h"
 #include "model/CheckDO.h"
 #include "model/ConfigContent.h"
 #include "model/JsonFields.h"
@@ -64,10 +65,10 @@ class ConfigDO : public CheckDO {
   // Reads the members shared by both kinds of document, in their order, and
   // checks that "type" is expectedType. Logs the first failure under tag.
   bool ParseHeader(const rapidjson::Value& root, const char* expectedType,
-                   const char* typeMessage, const char* tag);
+                   const char* typeMessage, LogTag tag);
   // CheckValid's tests of the shared fields and of the application; logs
   // under tag.
-  bool CheckHeader(const AppScope& app, bool hasContent, const char* tag) const;
+  bool CheckHeader(const AppScope& app, bool hasContent, LogTag tag) const;
   // The value of the "content" member: here the object of the pairs.
   virtual void WriteContent(JsonWriter& writer) const;
 };

@@ -5,7 +5,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.CustomConfigDO";
+constexpr LogTag kTag("Ostrel.CustomConfigDO");
 
 }  // namespace
 

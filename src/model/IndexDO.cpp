@@ -5,7 +5,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.IndexDO";
+constexpr LogTag kTag("Ostrel.IndexDO");
 
 const StringField<IndexDO> kMembers[] = {
     {"appKey", "appKey format error!!!", &IndexDO::appKey},

@@ -8,7 +8,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.NamespaceDO";
+constexpr LogTag kTag("Ostrel.NamespaceDO");
 const char kParseMethod[] = "ParseFromJson";
 
 const StringField<NamespaceDO> kMembers[] = {

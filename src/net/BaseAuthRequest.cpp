@@ -6,7 +6,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.AuthRequest";
+constexpr LogTag kTag("Ostrel.AuthRequest");
 const char kMethod[] = "SyncRequest";
 const char kSignVersion[] = "1.0";
 const char kSdkVersion[] = "1.0";

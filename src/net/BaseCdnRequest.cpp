@@ -1,11 +1,12 @@
 #include "net/BaseCdnRequest.h"
 
+#include "host/LogManager.h"
 #include "net/HttpRequest.h"
 
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.BaseCdnRequest";
+constexpr LogTag kTag("Ostrel.BaseCdnRequest");
 
 }  // namespace
 

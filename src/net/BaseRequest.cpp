@@ -11,7 +11,7 @@ const char kMethod[] = "SyncRequest";
 }  // namespace
 
 bool BaseRequest::ReadResponse(std::unique_ptr<HttpResponse> response,
-                               const std::string& expectedMd5, const char* tag,
+                               const std::string& expectedMd5, LogTag tag,
                                const char* nullResponseMessage, std::string& body) {
   if (response == nullptr) {
     LogError(kMethod, tag, nullResponseMessage);

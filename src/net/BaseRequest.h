@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/LogManager.h"
 #include "net/HttpResponse.h"
 
 namespace Ostrel {
@@ -24,7 +25,7 @@ class BaseRequest {
   // unsuccessful responses, the copy of the body and the MD5 check. A body
   // that fails the check is still left in body.
   static bool ReadResponse(std::unique_ptr<HttpResponse> response, const std::string& expectedMd5,
-                           const char* tag, const char* nullResponseMessage, std::string& body);
+                           LogTag tag, const char* nullResponseMessage, std::string& body);
 };
 
 }  // namespace Ostrel

@@ -6,7 +6,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "NetworkManager";
+constexpr LogTag kTag("NetworkManager");
 const char kMethod[] = "SendSyncHttpRequest";
 
 // The host's Send must not let an exception into library threads; one that

@@ -12,7 +12,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "PosixUrlSign";
+constexpr LogTag kTag("PosixUrlSign");
 
 using SignFunction = int (*)(const char*, const char*, char*, unsigned);
 

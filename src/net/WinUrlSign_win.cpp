@@ -21,7 +21,7 @@ using Kelsafe::IKelsafeUnknown;
 using Kelsafe::ISdkDirectoryPath;
 using Kelsafe::IUrlSignProxy;
 
-const char kTag[] = "WinUrlSign";
+constexpr LogTag kTag("WinUrlSign");
 
 struct ModuleFree {
   void operator()(HMODULE module) const { FreeLibrary(module); }

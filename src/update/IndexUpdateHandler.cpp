@@ -9,7 +9,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.IndexUpdateHandler";
+constexpr LogTag kTag("Ostrel.IndexUpdateHandler");
 
 std::string TrimSpaces(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');

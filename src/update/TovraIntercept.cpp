@@ -8,7 +8,7 @@
 namespace Ostrel {
 namespace {
 
-const char kTag[] = "Ostrel.TovraIntercept";
+constexpr LogTag kTag("Ostrel.TovraIntercept");
 
 }  // namespace
 

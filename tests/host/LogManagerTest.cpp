@@ -19,10 +19,9 @@ TEST(LogManager, ThresholdDecidesWhichLevelsReachTheHost) {
     LogManager manager;
     manager.SetLogger(&logger);
     manager.SetLevel(c.threshold);
-    manager.Debug("T", "m", "d");
-    manager.Info("T", "m", "i");
-    manager.Warn("T", "m", "w");
-    manager.Error("T", "m", "e");
+    for (int level : {kLogDebug, kLogInfo, kLogWarn, kLogError}) {
+      manager.Write(level, LogTag("T"), "m", "text");
+    }
     std::vector<int> levels;
     for (const auto& line : logger.Lines()) levels.push_back(line.level);
     EXPECT_EQ(levels, c.delivered) << "threshold " << c.threshold;
@@ -38,7 +37,7 @@ TEST(LogManager, DefaultThresholdIsWarning) {
 TEST(LogManager, ConvenienceFunctionsPassTagBeforeMethod) {
   OstrelTest::CapturingLogger logger;
   LogManager::GetInstance()->SetLogger(&logger);
-  LogError("LoadConfig", "Ostrel.ConfigCenter", "text");
+  LogError("LoadConfig", LogTag("Ostrel.ConfigCenter"), "text");
   LogManager::GetInstance()->SetLogger(nullptr);
   ASSERT_EQ(logger.Lines().size(), 1u);
   const auto line = logger.Lines()[0];
@@ -54,7 +53,7 @@ TEST(LogManager, HostLoggerThatThrowsIsContained) {
   } logger;
   LogManager manager;
   manager.SetLogger(&logger);
-  EXPECT_NO_THROW(manager.Error("T", "m", "x"));
+  EXPECT_NO_THROW(manager.Write(kLogError, LogTag("T"), "m", "x"));
 }
 
 }  // namespace

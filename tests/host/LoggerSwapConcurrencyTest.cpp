@@ -22,7 +22,7 @@ TEST(LoggerSwapConcurrency, SwappingLoggerAndLevelWhileLogging) {
   for (int t = 0; t < 3; ++t) {
     writers.emplace_back([&] {
       ++running;
-      while (!stop) manager.Warn("T", "m", "message");
+      while (!stop) manager.Write(kLogWarn, LogTag("T"), "m", "message");
     });
   }
   while (running < 3) std::this_thread::yield();
