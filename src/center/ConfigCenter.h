@@ -43,8 +43,6 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
   // Checks appKey and appVersion, publishes the settings and posts the
   // start-up task "Init" unless start-up already finished. Never waits.
   bool Init(const Settings& settings);
-  // The settings of the latest Init; empty settings before it. Never null.
-  std::shared_ptr<const Settings> CurrentSettings() const;
   // Start-up restore; run by the start-up task.
   void LoadCaches();
   // Asks for an index update check when start-up has finished.
@@ -94,6 +92,8 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
 
  private:
   void RunStartUp();
+  // The settings of the latest Init; empty settings before it. Never null.
+  std::shared_ptr<const Settings> CurrentSettings() const;
   // The client attributes built at start-up; an empty table before.
   std::shared_ptr<const ClientAttributes> Attributes() const;
   AppScope App() const;
