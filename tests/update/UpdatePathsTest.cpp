@@ -86,31 +86,6 @@ TEST_F(UpdatePaths, ForcedCheckAppliesANewIndex) {
   EXPECT_TRUE(host.logger.Contains("checkIndexUpdate too frequently, interval should more than "));
   host.sdk->unregisterListener("change1", &listener);
 }
-
-TEST_F(UpdatePaths, CheckAnswersWithoutANewIndex) {
-  const struct {
-    const char* name;
-    ScriptedResponse response;
-    const char* message;
-  } kCases[] = {
-      {"no response", Failure(),
-       "auth request back null,download index failed,index may not updated!!!"},
-      {"empty body", Body(""), "auth request sucessfully, but index is not updated"},
-      {"no resource", Body(R"({"code":0})"), "auth request sucessfully, but index is not updated"},
-      {"garbage", Body("<html>"), "parse index up info error!!!"},
-  };
-  ASSERT_TRUE(InitEngine(host));
-  for (const auto& c : kCases) {
-    Ostrel::EngineRoot::ForgetUpdateCheckForTest();
-    host.logger.Clear();
-    host.http.RoutePrefix("http://api.test/checkUpdate", c.response);
-    host.sdk->forceCheckUpdate();
-    ASSERT_TRUE(host.logger.WaitFor("CheckIndexUpdate cost ")) << c.name;
-    EXPECT_TRUE(host.logger.Contains(c.message)) << c.name;
-  }
-  EXPECT_EQ(host.statistics.Count("index_rate", false), 4u);
-  ExpectOldIndexKept();
-}
 #endif  // OSTREL_TEST_SIGN_DIR
 
 TEST_F(UpdatePaths, GatewayNoticeWithBlanksAndPrefixKeysIsApplied) {
