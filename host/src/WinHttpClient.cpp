@@ -492,8 +492,9 @@ int WinHttpClient::Perform(Ostrel::IOHttpRequest* request, Ostrel::IOHttpRespons
       refused = next.refusal;
     }
     const bool success = answer.status >= 200 && answer.status < 300;
-    const std::string message =
-        success ? std::string() : refused.empty() ? "HTTP " + std::to_string(answer.status) : refused;
+    const std::string message = success           ? std::string()
+                                : refused.empty() ? "HTTP " + std::to_string(answer.status)
+                                                  : refused;
     response->SetStatusCode(static_cast<int>(answer.status));
     response->SetHeader(answer.header.c_str());
     response->SetBody(answer.body.c_str());
