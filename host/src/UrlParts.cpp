@@ -14,14 +14,14 @@ std::string Lower(std::string text) {
 // True when reference starts with a scheme ("name:"); a colon after a
 // character no scheme may hold belongs to a path.
 bool HasScheme(const std::string& reference) {
-  for (size_t i = 0; i < reference.size(); ++i) {
+  const size_t colon = reference.find(':');
+  if (colon == std::string::npos || colon == 0) return false;
+  if (!std::isalpha(static_cast<unsigned char>(reference[0]))) return false;
+  for (size_t i = 1; i < colon; ++i) {
     const auto c = static_cast<unsigned char>(reference[i]);
-    if (c == ':') return i > 0;
-    if (!std::isalpha(c) && (i == 0 || !(std::isdigit(c) || c == '+' || c == '-' || c == '.'))) {
-      return false;
-    }
+    if (!std::isalnum(c) && c != '+' && c != '-' && c != '.') return false;
   }
-  return false;
+  return true;
 }
 
 }  // namespace

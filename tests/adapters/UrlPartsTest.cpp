@@ -63,6 +63,8 @@ TEST(UrlParts, ReferencesResolveAgainstTheUrlThatAnswered) {
       {base, "v=1:2", "https://cdn.example/app/v=1:2"},
       {base, "1x:2", "https://cdn.example/app/1x:2"},
       {base, "a+b.c-d:rest", "a+b.c-d:rest"},
+      {base, ":x", "https://cdn.example/app/:x"},
+      {base, "a_b:x", "https://cdn.example/app/a_b:x"},
       {"https://cdn.example/app/#frag/x", "doc", "https://cdn.example/app/doc"},
       {"https://cdn.example", "doc", "https://cdn.example/doc"},
       {"https://cdn.example?q=1", "doc", "https://cdn.example/doc"},
