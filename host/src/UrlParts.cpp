@@ -36,10 +36,10 @@ std::string OriginOf(const std::string& url) {
   const size_t at = authority.rfind('@');
   if (at != std::string::npos) authority.erase(0, at + 1);
   // An IPv6 literal holds colons of its own; the port's comes after "]".
-  const size_t bracket = authority.rfind(']');
-  const size_t colon = authority.rfind(':');
+  const size_t literalEnd = authority.rfind(']');
+  const size_t colon = authority.find(':', literalEnd == std::string::npos ? 0 : literalEnd);
   std::string port;
-  if (colon != std::string::npos && (bracket == std::string::npos || colon > bracket)) {
+  if (colon != std::string::npos) {
     port = authority.substr(colon + 1);
     authority.resize(colon);
   }

@@ -22,6 +22,8 @@ TEST(UrlParts, OriginNamesSchemeHostAndPortWhateverTheSpelling) {
       {"http://[::1]/x", "http://[::1]:80"},
       {"http://[::1]:8080", "http://[::1]:8080"},
       {"http://h:65535/", "http://h:65535"},
+      {"http://h:1/", "http://h:1"},
+      {"http://h:80:81/", ""},
       {"http://h:65536/", ""},
       {"http://h:0/", ""},
       {"http://h:123456/", ""},
