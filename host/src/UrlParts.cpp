@@ -14,14 +14,11 @@ std::string Lower(std::string text) {
 // True when reference starts with a scheme ("name:"); a colon after a
 // character no scheme may hold belongs to a path.
 bool HasScheme(const std::string& reference) {
-  const size_t colon = reference.find(':');
-  if (colon == std::string::npos || colon == 0) return false;
-  if (!std::isalpha(static_cast<unsigned char>(reference[0]))) return false;
-  for (size_t i = 1; i < colon; ++i) {
-    const auto c = static_cast<unsigned char>(reference[i]);
-    if (!std::isalnum(c) && c != '+' && c != '-' && c != '.') return false;
-  }
-  return true;
+  static const char kSchemeCharacters[] =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.";
+  const size_t end = reference.find_first_not_of(kSchemeCharacters);
+  return end != std::string::npos && reference[end] == ':' &&
+         std::isalpha(static_cast<unsigned char>(reference[0]));
 }
 
 }  // namespace
