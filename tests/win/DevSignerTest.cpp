@@ -54,6 +54,24 @@ class Loaded {
   int queryResult_ = -1;
 };
 
+// Both DLLs refuse a query without a name or a place for the object, as a
+// C caller may pass either.
+TEST(DevSigner, QueriesWithoutANameOrAnOutputAreRefused) {
+  for (const wchar_t* name : {kPathLibraryName, kProxyLibraryName}) {
+    HMODULE module = LoadLibraryW((DevSignFolder() + L"\\" + name).c_str());
+    ASSERT_NE(module, nullptr);
+    auto query = reinterpret_cast<QueryInterfaceFunction>(
+        reinterpret_cast<void (*)()>(GetProcAddress(module, kQueryInterfaceSymbol)));
+    ASSERT_NE(query, nullptr);
+    void* object = &object;
+    EXPECT_EQ(query(nullptr, &object), 1);
+    EXPECT_EQ(object, &object) << "nothing written through a refused query";
+    EXPECT_EQ(query(kErrorCodeId, nullptr), 1);
+    EXPECT_EQ(query(kSdkDirectoryPathId, nullptr), 1);
+    FreeLibrary(module);
+  }
+}
+
 TEST(DevSigner, PathLibraryNamesItsOwnFolder) {
   const std::wstring folder = DevSignFolder();
   Loaded<ISdkDirectoryPath> path(folder + L"\\" + kPathLibraryName, kSdkDirectoryPathId);
