@@ -1,6 +1,7 @@
 #include "LocalSession.h"
 
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -37,9 +38,19 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
         offline(options.offline),
         logLevel(options.logLevel) {}
 
-  // Follows the update check through its log lines (their texts are fixed),
-  // and passes on what the user asked to see.
+  // Follows the update check through its log lines, and passes on what the
+  // user asked to see. Nothing may unwind into the library: a line that
+  // cannot be followed (out of memory) leaves the check as it stood.
   void Log(int level, const char* tag, const char* method, const char* text) override {
+    try {
+      FollowCheck(level, tag, method, text);
+    } catch (...) {
+    }
+    if (level >= logLevel) logger.Log(level, tag, method, text);
+  }
+
+  // The texts of the check's log lines are fixed.
+  void FollowCheck(int level, const char* tag, const char* method, const char* text) {
     const std::string source = tag != nullptr ? tag : "";
     const std::string line = text != nullptr ? text : "";
     auto startsWith = [&line](const char* prefix) { return line.rfind(prefix, 0) == 0; };
@@ -62,7 +73,6 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
         if (!checkRunning) changed.notify_all();
       }
     }
-    if (level >= logLevel) logger.Log(level, tag, method, text);
   }
 
   void Record(const Ostrel::Change& change) {
@@ -90,8 +100,9 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
   // A request to the API host that reached no server while a check runs
   // makes the check's failure a missing server, not a refusal. The CDN
   // requests go elsewhere, or over https, which the prefix leaves out.
+  // Compared in place: Send must not throw, so it allocates nothing here.
   void NoteTransportFailure(const char* url) {
-    if (url == nullptr || std::string(url).rfind(apiPrefix, 0) != 0) return;
+    if (url == nullptr || std::strncmp(url, apiPrefix.c_str(), apiPrefix.size()) != 0) return;
     std::lock_guard<std::mutex> lock(mutex);
     if (checkRunning) checkUnreachable = true;
   }
