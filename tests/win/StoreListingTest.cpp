@@ -46,8 +46,9 @@ TEST(StoreListing, ListsTheFileStoreByKeyWithEachDigestChecked) {
         {"ostrel.index",
          "027b1d699ee2889c892c1899a6a71a96\n{\"version\":\"9\",\"mergedNamespaces\":[]}"},
         {"ui", ui},
-        // Capitals, a space, a separator and two UTF-8 bytes: all escaped.
-        {"Ui \xC3\x84/x", ui},
+        // Every plain character's edge stays as it is; a capital, a space,
+        // a separator, two UTF-8 bytes and the hex digits' edges escaped.
+        {"A:0_9)az- \xC3\x84/", ui},
         {"big", "eb0f52162fd961579c2e6e14edef76c0\n" + BigDocument()},
         // The same document under a digest in capitals, and another's digest.
         {"upper", "DD33ECF17CE76E651ACB5B50C4EBA925\n" + std::string(kUiDocument)},
@@ -73,14 +74,14 @@ TEST(StoreListing, ListsTheFileStoreByKeyWithEachDigestChecked) {
   std::string error;
   ASSERT_TRUE(StoreListing::Read(store, listing, error)) << error;
   EXPECT_EQ(listing.Format(),
-            "Ui \xC3\x84/x       17  digest ok\n"
-            "bare          3   no digest line\n"
-            "big           5   digest ok\n"
-            "noversion     -   digest ok\n"
-            "ostrel.index  9   digest ok\n"
-            "tampered      18  digest does not match\n"
-            "ui            17  digest ok\n"
-            "upper         17  digest does not match\n");
+            "A:0_9)az- \xC3\x84/  17  digest ok\n"
+            "bare           3   no digest line\n"
+            "big            5   digest ok\n"
+            "noversion      -   digest ok\n"
+            "ostrel.index   9   digest ok\n"
+            "tampered       18  digest does not match\n"
+            "ui             17  digest ok\n"
+            "upper          17  digest does not match\n");
 }
 
 TEST(StoreListing, AMissingStoreIsAnErrorAndIsNotCreated) {
