@@ -1,8 +1,9 @@
-// The demo host: the SDK against a running ostrel-server, with real HTTP
-// (libcurl), an SQLite store and the development signing library. Each step
+// The demo host: the SDK against a running ostrel-server, with the
+// platform's ready adapters (libcurl and an SQLite file; on Windows WinHTTP
+// and a file-store folder) and the development signing library. Each step
 // is one run of the program, the way an application would start again:
 //
-//   ostrel_demo first   --server H:P --store F.db --sign-dir D
+//   ostrel_demo first   --server H:P --store STORE --sign-dir D
 //       defaults before any index, then the update check, the listener calls
 //       and the downloaded values;
 //   ostrel_demo update  (same options; run after a namespace file changed
@@ -128,7 +129,7 @@ bool Update(const SessionOptions& options) {
 bool Offline(SessionOptions options) {
   options.offline = true;
   LocalSession session;
-  Say("8. start once more without any network: the values come from SQLite alone");
+  Say("8. start once more without any network: the values come from the store alone");
   if (!StartSession(session, options)) return false;
   ShowValues(session);
   std::printf("  requests the library tried and was refused: %zu\n", session.RefusedRequests());
@@ -137,8 +138,9 @@ bool Offline(SessionOptions options) {
 
 int Usage() {
   std::fprintf(stderr,
-               "usage: ostrel_demo first|update|offline --server H:P --store F.db "
-               "[--sign-dir D] [-v]\n");
+               "usage: ostrel_demo first|update|offline --server H:P --store STORE "
+               "[--sign-dir D] [-v]\n"
+               "  STORE: an SQLite file, or on Windows a folder; created when absent\n");
   return 2;
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "CurlHandlePool.h"
+#include "RedirectRule.h"
 #include "UrlParts.h"
 
 namespace OstrelHost {
@@ -63,21 +64,6 @@ size_t OnHeader(char* data, size_t size, size_t count, void* context) {
 void InitCurlOnce() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
-
-// Why the redirect from `from` to `to` must not be followed; empty when it
-// may. Signed requests carry their signature in headers, which must never
-// reach another server, and no request may fall back to plain text.
-std::string RefusedRedirect(const std::string& from, const std::string& to, bool carriesHeaders) {
-  const std::string fromOrigin = OriginOf(from);
-  const std::string toOrigin = OriginOf(to);
-  if (fromOrigin.rfind("https:", 0) == 0 && toOrigin.rfind("https:", 0) != 0) {
-    return "redirect from https to " + WithoutQuery(to) + " refused";
-  }
-  if (carriesHeaders && (toOrigin.empty() || toOrigin != fromOrigin)) {
-    return "redirect of a request with headers to " + WithoutQuery(to) + " refused";
-  }
-  return std::string();
 }
 
 class Sender {
@@ -148,11 +134,12 @@ int Sender::Send(Ostrel::IOHttpRequest* request) {
         return Fail(CURLE_TOO_MANY_REDIRECTS, url,
                     "more than " + std::to_string(options_.maxRedirects) + " redirects");
       }
-      refused = RefusedRedirect(url, location, headers != nullptr);
-      if (refused.empty()) {
-        url = location;
+      const RedirectRule::Decision next = RedirectRule::Decide(url, location, headers != nullptr);
+      if (next.follow) {
+        url = next.url;
         continue;
       }
+      refused = next.refusal;
       Log("GET " + WithoutQuery(url) + ": " + refused);
     }
     const bool success = status >= 200 && status < 300;

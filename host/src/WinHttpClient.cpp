@@ -468,33 +468,38 @@ int WinHttpClient::Perform(Ostrel::IOHttpRequest* request, Ostrel::IOHttpRespons
   std::string error;
   Target target;
   if (!Parse(current, &target, &error)) return Fail(response, error);
-  bool withHeaders = true;
   for (int redirects = 0;; ++redirects) {
     Answer answer;
     {
       Attempt attempt(static_cast<HINTERNET>(session_), static_cast<HANDLE>(shutdownEvent_),
                       deadline, options_);
-      if (!attempt.Run(target, withHeaders ? headers : std::wstring(), &answer, &error)) {
-        return Fail(response, error);
-      }
+      if (!attempt.Run(target, headers, &answer, &error)) return Fail(response, error);
     }
+    std::string refused;
     if (options_.maxRedirects > 0 && !answer.location.empty()) {
       if (redirects == options_.maxRedirects) {
         return Fail(response, "more than " + std::to_string(options_.maxRedirects) + " redirects");
       }
-      const RedirectRule::Decision next = RedirectRule::Decide(url, current, answer.location);
-      if (!next.follow) return Fail(response, next.refusal);
-      if (!Parse(next.url, &target, &error)) return Fail(response, error);
-      if (!next.keepHeaders) withHeaders = false;
-      current = next.url;
-      continue;
+      const RedirectRule::Decision next =
+          RedirectRule::Decide(current, answer.location, !headers.empty());
+      if (next.follow) {
+        if (!Parse(next.url, &target, &error)) return Fail(response, error);
+        current = next.url;
+        continue;
+      }
+      // The redirect is the answer, unsuccessful: the library never takes
+      // another origin's answer for the service's.
+      refused = next.refusal;
     }
     const bool success = answer.status >= 200 && answer.status < 300;
+    const std::string message = success           ? std::string()
+                                : refused.empty() ? "HTTP " + std::to_string(answer.status)
+                                                  : refused;
     response->SetStatusCode(static_cast<int>(answer.status));
     response->SetHeader(answer.header.c_str());
     response->SetBody(answer.body.c_str());
     response->SetSuccess(success);
-    response->SetMessage(success ? "" : ("HTTP " + std::to_string(answer.status)).c_str());
+    response->SetMessage(message.c_str());
     return 0;
   }
 }

@@ -1,5 +1,7 @@
-// The cache command: what an SQLite store of the host adapters holds, read
-// straight from the file, with each record's version and digest check.
+// The cache command: what the store of the host adapters holds, read
+// straight from it, with each record's version and digest check. The store
+// is the platform's (PlatformAdapters.h): StoreListing_posix.cpp reads an
+// SQLite file, StoreListing_win.cpp a file-store folder.
 #ifndef OSTREL_TOOLS_CLI_STORELISTING_H_
 #define OSTREL_TOOLS_CLI_STORELISTING_H_
 
@@ -20,9 +22,12 @@ class StoreListing {
     Digest digest = Digest::kNoDigestLine;
   };
 
-  // Reads every record of the store at path, in scope and key order,
-  // without changing the file (it is opened read-only and not healed). False,
-  // with SQLite's text in error, when it cannot be read.
+  // Reads every record of the store at path, in scope and key order (bytes
+  // compared as unsigned), without changing the store: an SQLite file is
+  // opened read-only and not healed, a folder is neither created nor
+  // cleaned. The folder's records all belong to the default scope, and a
+  // file that is not one of its records is left out. False, with the
+  // system's text in error, when the store cannot be read.
   static bool Read(const std::string& path, StoreListing& listing, std::string& error);
 
   // One stored value, "<md5 hex of the document>\n<document>", as the

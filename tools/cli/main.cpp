@@ -8,8 +8,6 @@
 // --cached), so that a change published a moment ago is seen; they then print
 // what the library holds. The store keeps everything between runs. The exit
 // codes (ExitCode.h) are part of the interface: scripts act on them.
-#include <unistd.h>
-
 #include <cstdio>
 #include <new>
 #include <string>
@@ -19,6 +17,7 @@
 #include "ExitCode.h"
 #include "LocalSession.h"
 #include "ReadCommand.h"
+#include "SignerFolder.h"
 #include "StoreListing.h"
 #include "Watch.h"
 
@@ -26,28 +25,6 @@ namespace {
 
 using OstrelCli::CommandLine;
 using OstrelLocal::CheckOutcome;
-
-// The folder of the running program, from the kernel rather than argv[0],
-// which holds no folder when the program was found on the PATH.
-std::string ProgramFolder() {
-  std::vector<char> path(4096);
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-  if (length <= 0 || static_cast<size_t>(length) >= path.size()) return ".";
-  const std::string program(path.data(), static_cast<size_t>(length));
-  return program.substr(0, program.rfind('/'));
-}
-
-// The development signing library lies in devsign/ beside the program in the
-// build tree, and in <libdir>/ostrel/devsign once installed; elsewhere the
-// library's own default, the program's folder, applies.
-std::string DefaultSignDir() {
-  const std::string folder = ProgramFolder();
-  for (const std::string& candidate :
-       {folder + "/devsign", folder + "/../" OSTREL_CLI_INSTALL_LIBDIR "/ostrel/devsign"}) {
-    if (access((candidate + "/libKelsafeProxy.so").c_str(), R_OK) == 0) return candidate;
-  }
-  return std::string();
-}
 
 int ListStore(const std::string& path) {
   OstrelCli::StoreListing listing;
@@ -96,7 +73,7 @@ int Run(const std::vector<std::string>& args) {
     return OstrelCli::kExitOk;
   }
   if (line.command == "cache") return ListStore(line.session.storePath);
-  if (line.session.signDir.empty()) line.session.signDir = DefaultSignDir();
+  if (line.session.signDir.empty()) line.session.signDir = OstrelCli::DefaultSignerFolder();
 
   OstrelLocal::LocalSession session;
   if (!session.Start(line.session, error, line.timeout)) {

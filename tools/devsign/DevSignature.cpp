@@ -1,8 +1,6 @@
 #include "DevSignature.h"
 
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
+#include "HmacSha256.h"
 
 namespace OstrelDev {
 namespace {
@@ -13,18 +11,12 @@ const char kDevelopmentKey[] = "ostrel-local-development-only";
 }  // namespace
 
 std::string DevSign(const std::string& appKey, const std::string& text) {
-  const std::string message = appKey + "&" + text;
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  if (HMAC(EVP_sha256(), kDevelopmentKey, static_cast<int>(sizeof(kDevelopmentKey) - 1),
-           reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
-           &length) == nullptr) {
-    return std::string();
-  }
+  unsigned char digest[kSha256Bytes];
+  if (!HmacSha256(kDevelopmentKey, appKey + "&" + text, digest)) return std::string();
   static const char kHex[] = "0123456789abcdef";
   std::string hex;
-  hex.reserve(length * 2);
-  for (unsigned int i = 0; i < length; ++i) {
+  hex.reserve(kSha256Bytes * 2);
+  for (size_t i = 0; i < kSha256Bytes; ++i) {
     hex.push_back(kHex[digest[i] >> 4]);
     hex.push_back(kHex[digest[i] & 0x0F]);
   }
@@ -34,7 +26,12 @@ std::string DevSign(const std::string& appKey, const std::string& text) {
 bool DevVerify(const std::string& appKey, const std::string& text, const std::string& signature) {
   const std::string expected = DevSign(appKey, text);
   if (expected.empty() || signature.size() != expected.size()) return false;
-  return CRYPTO_memcmp(expected.data(), signature.data(), expected.size()) == 0;
+  // Every byte is compared whatever the first difference.
+  unsigned char difference = 0;
+  for (size_t i = 0; i < expected.size(); ++i) {
+    difference |= static_cast<unsigned char>(expected[i] ^ signature[i]);
+  }
+  return difference == 0;
 }
 
 std::string SignedText(const std::string& path, const std::string& appKey,

@@ -1,5 +1,6 @@
-// The signature of local development: what libKelsafeProxy.so from this
-// folder writes into "o-sign" and what ostrel-server checks. It is an
+// The signature of local development: what the signing libraries of this
+// folder (libKelsafeProxy.so; KelsafeProxy.dll on Windows) write into
+// "o-sign" and what ostrel-server checks. It is an
 // HMAC-SHA256 under a key that is written here in the open, so it proves
 // nothing about who sent a request; it only lets the whole signed-request path
 // run on a developer's machine. Never ship it.

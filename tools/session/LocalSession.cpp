@@ -1,14 +1,14 @@
 #include "LocalSession.h"
 
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <optional>
 #include <utility>
 
-#include "ostrel_host/CurlHttpClient.h"
+#include "PlatformAdapters.h"
 #include "ostrel_host/HttpGetRequest.h"
 #include "ostrel_host/LogStatistics.h"
-#include "ostrel_host/SqliteStorage.h"
 #include "ostrel_host/StreamLogger.h"
 
 namespace OstrelLocal {
@@ -38,9 +38,19 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
         offline(options.offline),
         logLevel(options.logLevel) {}
 
-  // Follows the update check through its log lines (their texts are fixed),
-  // and passes on what the user asked to see.
+  // Follows the update check through its log lines, and passes on what the
+  // user asked to see. Nothing may unwind into the library: a line that
+  // cannot be followed (out of memory) leaves the check as it stood.
   void Log(int level, const char* tag, const char* method, const char* text) override {
+    try {
+      FollowCheck(level, tag, method, text);
+    } catch (...) {
+    }
+    if (level >= logLevel) logger.Log(level, tag, method, text);
+  }
+
+  // The texts of the check's log lines are fixed.
+  void FollowCheck(int level, const char* tag, const char* method, const char* text) {
     const std::string source = tag != nullptr ? tag : "";
     const std::string line = text != nullptr ? text : "";
     auto startsWith = [&line](const char* prefix) { return line.rfind(prefix, 0) == 0; };
@@ -63,7 +73,6 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
         if (!checkRunning) changed.notify_all();
       }
     }
-    if (level >= logLevel) logger.Log(level, tag, method, text);
   }
 
   void Record(const Ostrel::Change& change) {
@@ -75,7 +84,7 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
   // Offline: refuse every request, as a machine without network would.
   int Send(Ostrel::IOHttpRequest* request, Ostrel::IOHttpResponse* response) override {
     if (!offline) {
-      const int result = http->Send(request, response);
+      const int result = adapters->http()->Send(request, response);
       if (result != 0) NoteTransportFailure(request->GetUrl());
       return result;
     }
@@ -91,16 +100,16 @@ class LocalSession::Services final : public Ostrel::IOLog, public Ostrel::IOHttp
   // A request to the API host that reached no server while a check runs
   // makes the check's failure a missing server, not a refusal. The CDN
   // requests go elsewhere, or over https, which the prefix leaves out.
+  // Compared in place: Send must not throw, so it allocates nothing here.
   void NoteTransportFailure(const char* url) {
-    if (url == nullptr || std::string(url).rfind(apiPrefix, 0) != 0) return;
+    if (url == nullptr || std::strncmp(url, apiPrefix.c_str(), apiPrefix.size()) != 0) return;
     std::lock_guard<std::mutex> lock(mutex);
     if (checkRunning) checkUnreachable = true;
   }
 
   OstrelHost::StreamLogger logger;
   OstrelHost::LogStatistics statistics;
-  std::unique_ptr<OstrelHost::SqliteStorage> storage;
-  std::unique_ptr<OstrelHost::CurlHttpClient> http;
+  std::unique_ptr<PlatformAdapters> adapters;
   const bool offline;
   const int logLevel;
   std::string apiPrefix;  // "http://<server>/"; set before the library starts
@@ -129,16 +138,11 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   }
   std::unique_ptr<Services> services(new Services(options));
   std::string storeError;
-  services->storage = OstrelHost::SqliteStorage::Open(options.storePath, &storeError);
-  if (!services->storage) {
+  services->adapters = PlatformAdapters::Open(options.storePath, storeError);
+  if (!services->adapters) {
     error = "cannot open the store " + options.storePath + ": " + storeError;
     return false;
   }
-  OstrelHost::CurlHttpOptions httpOptions;
-  httpOptions.connectTimeoutMs = 2000;
-  httpOptions.totalTimeoutMs = 10000;
-  httpOptions.proxy = std::string();  // a local server is never behind a proxy
-  services->http.reset(new OstrelHost::CurlHttpClient(httpOptions));
 
   Ostrel::Client::Options client;
   client.appKey = options.appKey;
@@ -156,7 +160,7 @@ bool LocalSession::Start(const SessionOptions& options, std::string& error, Dura
   // Info lines reach the session, which follows update checks through them.
   client.logLevel = options.logLevel < 1 ? options.logLevel : 1;
   client.logger = services.get();
-  client.storage = services->storage.get();
+  client.storage = services->adapters->storage();
   client.httpClient = services.get();
   // Statistics lines are written whatever the log level: only when asked for.
   client.statistics = options.logLevel <= 1 ? &services->statistics : nullptr;
@@ -185,7 +189,7 @@ void LocalSession::Stop() {
   subscriptions_.clear();
   // Teardown waits for the library's requests in flight; shut down, the
   // client ends them at once instead of after their timeout.
-  services_->http->Shutdown();
+  services_->adapters->ShutdownHttp();
   // The library calls the services until teardown returns; only then may
   // they go.
   client_.reset();
@@ -250,7 +254,7 @@ bool LocalSession::FetchFromServer(const std::string& target, std::string& body)
   OstrelHost::HttpGetRequest request(services_->apiPrefix + target);
   BodyResponse response;
   // Only a 2xx answer sets success; a transport failure leaves it false.
-  services_->http->Send(&request, &response);
+  services_->adapters->http()->Send(&request, &response);
   if (!response.success) return false;
   body = std::move(response.body);
   return true;

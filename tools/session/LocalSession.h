@@ -1,5 +1,5 @@
 // One run of the SDK against a local ostrel-server, with the ready host
-// adapters: libcurl for HTTP, an SQLite file as the store, a stream logger.
+// adapters of the platform (PlatformAdapters.h) and a stream logger.
 // The CLI and the demo host drive the library through it; it uses the C++
 // layer of include/ostrel/ostrel.hpp and the adapters only, as any host does.
 #ifndef OSTREL_TOOLS_SESSION_LOCALSESSION_H_
@@ -27,8 +27,11 @@ struct SessionOptions {
   std::string model;
   std::string osVersion;
   std::string manufacturer;
-  std::string storePath;  // the SQLite file; created when absent
-  std::string signDir;    // folder of libKelsafeProxy.so; empty: beside the program
+  // The store, created when absent: an SQLite file, or on Windows a folder.
+  std::string storePath;
+  // Folder of the signing library (libKelsafeProxy.so, or on Windows
+  // KelsafePath64.dll beside KelsafeProxy.dll); empty: beside the program.
+  std::string signDir;
   // No network at all: every request the library makes is refused (and
   // counted), so that only what the store holds can be read.
   bool offline = false;

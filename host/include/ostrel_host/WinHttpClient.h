@@ -58,14 +58,18 @@ struct WinHttpOptions {
 // fills the response: status code, the final answer's header text, the
 // body, success (true for a 2xx status) and, for other statuses, a message
 // "HTTP <status>". A transport failure (name, connection, TLS, timeout, body
-// too large, redirects refused) returns non-zero with a message such as
+// too large, too many redirects) returns non-zero with a message such as
 // "cannot connect to 127.0.0.1:8080: WinHTTP error 12029 (cannot connect)".
 // Nothing ever throws out of Send.
 //
 // Redirects are followed by the client itself, so that it decides what goes
-// where: never from https to http, and a redirect to another origin (scheme,
-// host or port) is followed without the request's header lines, which carry
-// the request's signature and identity.
+// where: a request that carries header lines (the library's signed API
+// requests) follows a redirect only within its origin (scheme, host and
+// port), so its signature and identity never reach another server; a
+// request without headers (a CDN download) follows to any origin. No
+// request follows from https to http. A refused redirect is handed on as
+// the 3xx answer it is, with success false and a message saying why, such
+// as "redirect of a request with headers to http://other.example/x refused".
 //
 // IOHttpResponse::SetBody takes a NUL-terminated text, so a body containing
 // NUL bytes reaches the library cut at the first one. The service's
