@@ -127,11 +127,14 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
   void RecordLoadFailure(const std::string& nameSpace, const char* reason,
                          const std::string& resourceId);
 
-  // Constant after construction. The caches and the update handler call
-  // back into the engine only through the hooks and the target given to
-  // them here.
+  // Constant after construction.
   IOstrelSign* const signer_;  // not owned
   const EngineExecutors executors_;
+
+  // Parts that synchronise themselves, in construction order: each may be
+  // handed the ones before it. The caches and the update handler call back
+  // into the engine only through the hooks and the target given to them
+  // here.
   ServiceRequests requests_;
   LoadTracker tracker_;
   ListenerRegistry listeners_;
@@ -142,6 +145,7 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
   std::atomic<bool> initFinished_{false};
   std::atomic<bool> stopping_{false};
 
+  // Replaced whole under stateMutex_, read as snapshots.
   mutable Mutex stateMutex_;
   std::shared_ptr<const Settings> settings_ GUARDED_BY(stateMutex_);  // never null
   std::shared_ptr<const ClientAttributes> attributes_ GUARDED_BY(stateMutex_);  // never null
