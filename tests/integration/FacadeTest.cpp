@@ -98,6 +98,8 @@ TEST(Facade, ReservedAndEmptyNamespacesAreRefused) {
     EXPECT_EQ(count, 0);
     EXPECT_EQ(host.logger.Count(c.message), 2u) << c.nameSpace;
     EXPECT_EQ(host.logger.Find(c.message).method, "GetConfigObj");
+    // Refused, not remembered for a later load.
+    EXPECT_FALSE(host.logger.Contains("getConfigObj , namespace ")) << c.nameSpace;
   }
   // "Ostrel" differs in case and is an ordinary namespace.
   host.logger.Clear();
