@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Documents.h"
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "MemoryStorage.h"
 #include "TestExecutors.h"
 #include "model/IndexDO.h"

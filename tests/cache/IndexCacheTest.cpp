@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Documents.h"
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "MemoryStorage.h"
 #include "TestExecutors.h"
 

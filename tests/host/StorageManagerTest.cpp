@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "MemoryStorage.h"
 #include "host/Md5.h"
 

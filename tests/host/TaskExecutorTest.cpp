@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 
 namespace Ostrel {
 namespace {

@@ -9,7 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "CapturingLogger.h"
+#include "EngineHost.h"
+#include "ScopedLogCapture.h"
 #include "ScriptedHttpClient.h"
 #include "host/Clock.h"
 #include "host/LogManager.h"
@@ -26,15 +27,9 @@ constexpr char kNowSeconds[] = "1700000000";
 
 inline int64_t FixedNow() { return kNowMillis; }
 
-inline std::wstring Widen(const std::string& ascii) {
-  return std::wstring(ascii.begin(), ascii.end());
-}
-
-class NetFixture : public ::testing::Test {
+class NetFixture : public LoggerFixture {
  protected:
   void SetUp() override {
-    Ostrel::LogManager::GetInstance()->SetLogger(&logger);
-    Ostrel::LogManager::GetInstance()->SetLevel(0);
     network.SetHttpClient(&http);
     settings.env = 0;
     settings.appKey = "app-key";
@@ -44,11 +39,6 @@ class NetFixture : public ::testing::Test {
 #ifdef OSTREL_TEST_SIGN_DIR
     NewSigner(OSTREL_TEST_SIGN_DIR);
 #endif
-  }
-
-  void TearDown() override {
-    signer.reset();
-    Ostrel::LogManager::GetInstance()->SetLogger(nullptr);
   }
 
   // A fresh, unstarted signer that looks in folder.
@@ -79,7 +69,6 @@ class NetFixture : public ::testing::Test {
     return found;
   }
 
-  CapturingLogger logger;
   ScriptedHttpClient http;
   Ostrel::NetworkManager network;
   std::unique_ptr<Ostrel::IOstrelSign> signer = Ostrel::CreatePlatformSign();

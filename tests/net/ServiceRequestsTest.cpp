@@ -8,7 +8,7 @@
 #include <string>
 
 #include "FixedSigner.h"
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "ScriptedHttpClient.h"
 
 namespace Ostrel {

@@ -1,8 +1,11 @@
-// For internal unit tests only (it reaches the library's LogManager, so it is
-// header-only and not part of ostrel_test_support): installs a capturing
-// logger at threshold 0 for the lifetime of the object.
+// The one way internal unit tests capture the library's log: a capturing
+// logger installed at threshold 0 for the lifetime of an object, alone or as
+// a fixture. Header-only and not part of ostrel_test_support, as it reaches
+// the library's LogManager.
 #ifndef OSTREL_TESTS_SUPPORT_SCOPEDLOGCAPTURE_H_
 #define OSTREL_TESTS_SUPPORT_SCOPEDLOGCAPTURE_H_
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -36,6 +39,13 @@ class ScopedLogCapture {
 
  private:
   CapturingLogger logger_;
+};
+
+// A test whose whole run is captured in logger.
+class LoggerFixture : public ::testing::Test {
+ protected:
+  ScopedLogCapture capture;
+  CapturingLogger& logger = capture.logger();
 };
 
 }  // namespace OstrelTest

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "FixedSigner.h"
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "Recorders.h"
 #include "ScriptedHttpClient.h"
 #include "TestExecutors.h"

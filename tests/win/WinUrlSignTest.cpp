@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "KelsafeDouble.h"
-#include "LoggerFixture.h"
+#include "ScopedLogCapture.h"
 #include "host/Settings.h"
 #include "net/OstrelSign.h"
 #include "net/WinUrlSign.h"
