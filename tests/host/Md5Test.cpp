@@ -1,13 +1,17 @@
+// MD5 against RFC 1321's test suite and against the platform's own digest.
 #include "host/Md5.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+
+#include "Documents.h"
 
 namespace Ostrel {
 namespace {
 
-TEST(Md5Hex, MatchesTheReferenceTestSuite) {
+TEST(Md5, MatchesTheReferenceTestSuite) {
   const struct {
     const char* input;
     const char* digest;
@@ -22,46 +26,32 @@ TEST(Md5Hex, MatchesTheReferenceTestSuite) {
       {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
        "57edf4a22be3c955ac49da2e2107b67a"},
   };
-  for (const auto& c : kCases) EXPECT_EQ(Md5Hex(std::string(c.input)), c.digest) << c.input;
+  for (const auto& c : kCases) EXPECT_EQ(c.digest, Md5Hex(std::string(c.input))) << c.input;
 }
 
-// Lengths around the 56- and 64-byte padding boundaries are where padding
-// mistakes hide: each is checked against a digest computed elsewhere, in one
-// piece and fed in odd pieces.
-TEST(Md5Hex, PaddingBoundariesMatchKnownDigestsInAnyPieces) {
-  const struct {
-    size_t length;  // of "aaa..."
-    const char* digest;
-  } kCases[] = {
-      {55, "ef1772b6dff9a122358552954ad0df65"},  {56, "3b0c8ac703f828b04c6c197006d17218"},
-      {57, "652b906d60af96844ebd21b674f35e93"},  {63, "b06521f39153d618550606be297466d5"},
-      {64, "014842d480b571495a4a0363793f7367"},  {65, "c743a45e0d2e6a95cb859adae0248435"},
-      {119, "8a7bd0732ed6a28ce75f6dabc90e1613"}, {120, "5f61c0ccad4cac44c75ff505e1f1e537"},
-  };
-  for (const auto& c : kCases) {
-    const std::string input(c.length, 'a');
-    EXPECT_EQ(Md5Hex(input), c.digest) << "length " << c.length;
-    for (size_t piece : {1u, 3u, 17u, 64u}) {
+// Every length across the 56- and 64-byte padding boundaries, every byte
+// value, fed at once and in odd pieces.
+TEST(Md5, AgreesWithThePlatformAtEveryLengthInAnyPieces) {
+  std::string input;
+  for (size_t length = 0; length <= 200; ++length) {
+    const std::string expected = OstrelTest::Md5Of(input);
+    EXPECT_EQ(expected, Md5Hex(input.data(), input.size())) << "length " << length;
+    for (size_t piece : {1u, 3u, 17u, 64u, 65u}) {
       Md5 md5;
-      for (size_t at = 0; at < c.length; at += piece) {
-        md5.Update(input.data() + at, std::min(piece, c.length - at));
+      for (size_t at = 0; at < length; at += piece) {
+        md5.Update(input.data() + at, std::min(piece, length - at));
       }
       uint8_t digest[16];
       md5.Final(digest);
+      const char* digits = "0123456789abcdef";
       std::string hex;
-      for (uint8_t byte : digest) {
-        hex += "0123456789abcdef"[byte >> 4];
-        hex += "0123456789abcdef"[byte & 15];
-      }
-      EXPECT_EQ(hex, c.digest) << "length " << c.length << " piece " << piece;
+      for (uint8_t byte : digest) hex += {digits[byte >> 4], digits[byte & 15]};
+      EXPECT_EQ(expected, hex) << "length " << length << ", pieces of " << piece;
     }
+    input += static_cast<char>(length * 37 + 11);
   }
-}
-
-TEST(Md5Hex, HashesEmbeddedNulAndHighBytes) {
-  // Known digest of the three bytes 00 ff 0a.
-  EXPECT_EQ(Md5Hex(std::string("\0\xff\n", 3)), "daabad9de4c13765beb6e0a4ea14f25f");
-  EXPECT_EQ(Md5Hex(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
+  const std::string million(1000000, 'a');
+  EXPECT_EQ("7707d6ae4e027c70eea2a935c2296f21", Md5Hex(million));
 }
 
 }  // namespace
