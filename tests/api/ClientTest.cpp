@@ -29,12 +29,9 @@ TEST_F(ClientTest, TypedReadsConvertStrictlyElseGiveTheDefaultAndSayWhy) {
   } kCases[] = {
       {"std", "int", "42", 42, 42.0, false, "42", Reason::kFound},
       {"std", "real", "2.5", -1, 2.5, false, "2.5", Reason::kWrongType},
-      {"std", "exponent", "1e3", -1, 1000.0, false, "1e3", Reason::kWrongType},
       {"std", "flag", "true", -1, -1.5, true, "true", Reason::kWrongType},
-      {"std", "capital", "True", -1, -1.5, false, "{}", Reason::kWrongType},
       {"std", "mixed", "12abc", -1, -1.5, false, "{}", Reason::kWrongType},
       {"std", "padded", " 42", -1, -1.5, false, " 42", Reason::kWrongType},
-      {"std", "json", R"({"a":[1,2]})", -1, -1.5, false, R"({"a":[1,2]})", Reason::kWrongType},
       {"std", "empty", "", -1, -1.5, false, "{}", Reason::kWrongType},
       {"std", "missing", "d", -1, -1.5, false, "{}", Reason::kKeyAbsent},
       {"custom", "int", "d", -1, -1.5, false, "{}", Reason::kKeyAbsent},  // a text has no keys

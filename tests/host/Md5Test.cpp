@@ -1,4 +1,4 @@
-// MD5 against RFC 1321's test suite and against the platform's own digest.
+// MD5 against the platform's own digest, which the library never uses.
 #include "host/Md5.h"
 
 #include <gtest/gtest.h>
@@ -10,24 +10,6 @@
 
 namespace Ostrel {
 namespace {
-
-TEST(Md5, MatchesTheReferenceTestSuite) {
-  const struct {
-    const char* input;
-    const char* digest;
-  } kCases[] = {
-      {"", "d41d8cd98f00b204e9800998ecf8427e"},
-      {"a", "0cc175b9c0f1b6a831c399e269772661"},
-      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
-       "d174ab98d277d9f5a5611c2c9f419d9f"},
-      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-       "57edf4a22be3c955ac49da2e2107b67a"},
-  };
-  for (const auto& c : kCases) EXPECT_EQ(c.digest, Md5Hex(std::string(c.input))) << c.input;
-}
 
 // Every length across the 56- and 64-byte padding boundaries, every byte
 // value, fed at once and in odd pieces.
@@ -50,8 +32,8 @@ TEST(Md5, AgreesWithThePlatformAtEveryLengthInAnyPieces) {
     }
     input += static_cast<char>(length * 37 + 11);
   }
-  const std::string million(1000000, 'a');
-  EXPECT_EQ("7707d6ae4e027c70eea2a935c2296f21", Md5Hex(million));
+  EXPECT_EQ("900150983cd24fb0d6963f7d28e17f72", Md5Hex(std::string("abc")));
+  EXPECT_EQ("7707d6ae4e027c70eea2a935c2296f21", Md5Hex(std::string(1000000, 'a')));
 }
 
 }  // namespace

