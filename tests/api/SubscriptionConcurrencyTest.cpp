@@ -1,9 +1,9 @@
 // Ending a Subscription while its callback runs: from inside that callback,
-// and from another thread. Run under ThreadSanitizer and AddressSanitizer,
-// which see a listener object freed while the library is still inside it.
+// and from another thread. Under the sanitizers a listener freed while the
+// library is still inside it shows.
 #include <thread>
 
-#include "ClientLayerFixture.h"
+#include "ClientFixture.h"
 
 namespace OstrelTest {
 namespace {
@@ -12,37 +12,46 @@ using Ostrel::Change;
 using Ostrel::Client;
 using Ostrel::Subscription;
 
-class SubscriptionConcurrency : public ClientLayerFixture {};
+class SubscriptionConcurrency : public ClientFixture {
+ protected:
+  // Waits, bounded, until done holds; the caller holds no lock.
+  bool WaitUntil(const std::function<bool()>& done) {
+    std::unique_lock<std::mutex> lock(mutex);
+    return changed.wait_for(lock, std::chrono::seconds(10), done);
+  }
+  void Notify(const std::function<void()>& change) {
+    std::lock_guard<std::mutex> lock(mutex);
+    change();
+    changed.notify_all();
+  }
+
+  std::mutex mutex;
+  std::condition_variable changed;
+};
 
 TEST_F(SubscriptionConcurrency, EndedFromInsideItsOwnCallback) {
   Client client(Options());
   ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   ServeRemote();
   http.Hold("");  // the notification comes once the subscription is stored
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool done = false;
   int calls = 0;
-  std::string versionAfterEnd, valueAfterEnd;
+  std::string version, value;
   Subscription subscription;
   subscription = client.Subscribe("remote", [&](const Change& change) {
     subscription.Reset();  // on the library thread, inside this very call
     // Still running: what the callback captured must be intact.
-    const std::string value = client.GetString("remote", "k", "none");
-    std::lock_guard<std::mutex> lock(mutex);
-    ++calls;
-    versionAfterEnd = change.version;
-    valueAfterEnd = value;
-    done = true;
-    changed.notify_all();
+    const std::string read = client.GetString("remote", "k", "none");
+    Notify([&] {
+      ++calls;
+      version = change.version;
+      value = read;
+    });
   });
   http.Release("");
-  std::unique_lock<std::mutex> lock(mutex);
-  ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return done; }));
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(versionAfterEnd, "2");
-  EXPECT_EQ(valueAfterEnd, "r");
+  ASSERT_TRUE(WaitUntil([&] { return calls > 0; }));
+  EXPECT_EQ(1, calls);
+  EXPECT_EQ("2", version);
+  EXPECT_EQ("r", value);
   EXPECT_FALSE(subscription.Active());
 }
 
@@ -51,43 +60,33 @@ TEST_F(SubscriptionConcurrency, EndedFromAnotherThreadWaitsForTheRunningCallback
   ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   ServeRemote();
   http.Hold("");
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool entered = false, letGo = false, finished = false;
-  bool ended = false, finishedWhenEnded = false;
-  std::string captured = "captured by the callback";
+  bool entered = false, letGo = false, finished = false, ended = false, finishedWhenEnded = false;
+  const std::string captured = "captured by the callback";
   std::string seen;
   Subscription subscription = client.Subscribe("remote", [&](const Change&) {
-    std::unique_lock<std::mutex> lock(mutex);
-    entered = true;
-    changed.notify_all();
-    changed.wait_for(lock, std::chrono::seconds(10), [&] { return letGo; });
+    Notify([&] { entered = true; });
+    WaitUntil([&] { return letGo; });
     seen = captured;
-    finished = true;
+    Notify([&] { finished = true; });
   });
   http.Release("");
-  {
-    std::unique_lock<std::mutex> lock(mutex);
-    ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return entered; }));
-  }
+  ASSERT_TRUE(WaitUntil([&] { return entered; }));
   std::thread ender([&] {
     subscription.Reset();
-    std::lock_guard<std::mutex> lock(mutex);
-    ended = true;
-    finishedWhenEnded = finished;
-    changed.notify_all();
+    Notify([&] {
+      ended = true;
+      finishedWhenEnded = finished;
+    });
   });
   {
     std::unique_lock<std::mutex> lock(mutex);
     EXPECT_FALSE(changed.wait_for(lock, std::chrono::milliseconds(100), [&] { return ended; }))
         << "Reset returned while the callback was still running";
-    letGo = true;
-    changed.notify_all();
   }
+  Notify([&] { letGo = true; });
   ender.join();
   EXPECT_TRUE(finishedWhenEnded);
-  EXPECT_EQ(seen, "captured by the callback");
+  EXPECT_EQ("captured by the callback", seen);
 }
 
 }  // namespace

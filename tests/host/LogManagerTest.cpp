@@ -1,6 +1,10 @@
+// What reaches the host logger. (The argument order of LogInfo, LogWarn and
+// LogError shows in the tag and method of the document tests' lines.)
 #include "host/LogManager.h"
 
 #include <gtest/gtest.h>
+
+#include <vector>
 
 #include "CapturingLogger.h"
 
@@ -9,42 +13,32 @@ namespace {
 
 TEST(LogManager, ThresholdDecidesWhichLevelsReachTheHost) {
   const struct {
+    bool set;
     int threshold;
     std::vector<int> delivered;
   } kCases[] = {
-      {2, {2, 3}}, {0, {0, 1, 2, 3}}, {3, {3}}, {4, {}}, {-5, {0, 1, 2, 3}},
+      {false, 0, {2, 3}},  // warnings and errors until a level is set
+      {true, 2, {2, 3}},    {true, 0, {0, 1, 2, 3}}, {true, 3, {3}},
+      {true, 4, {}},        {true, -5, {0, 1, 2, 3}},
   };
   for (const auto& c : kCases) {
     OstrelTest::CapturingLogger logger;
     LogManager manager;
+    EXPECT_FALSE(manager.Enabled(kLogError)) << "no logger, nothing enabled";
     manager.SetLogger(&logger);
-    manager.SetLevel(c.threshold);
+    if (c.set) manager.SetLevel(c.threshold);
+    std::vector<int> enabled;
+    for (int level : {0, 1, 2, 3}) {
+      if (manager.Enabled(level)) enabled.push_back(level);
+    }
     for (int level : {kLogDebug, kLogInfo, kLogWarn, kLogError}) {
       manager.Write(level, LogTag("T"), "m", "text");
     }
     std::vector<int> levels;
     for (const auto& line : logger.Lines()) levels.push_back(line.level);
-    EXPECT_EQ(levels, c.delivered) << "threshold " << c.threshold;
+    EXPECT_EQ(c.delivered, levels) << "threshold " << c.threshold;
+    EXPECT_EQ(c.delivered, enabled) << "threshold " << c.threshold;
   }
-}
-
-TEST(LogManager, DefaultThresholdIsWarning) {
-  LogManager manager;
-  EXPECT_EQ(manager.Level(), 2);
-  EXPECT_FALSE(manager.Enabled(kLogError)) << "no logger, nothing enabled";
-}
-
-TEST(LogManager, ConvenienceFunctionsPassTagBeforeMethod) {
-  OstrelTest::CapturingLogger logger;
-  LogManager::GetInstance()->SetLogger(&logger);
-  LogError("LoadConfig", LogTag("Ostrel.ConfigCenter"), "text");
-  LogManager::GetInstance()->SetLogger(nullptr);
-  ASSERT_EQ(logger.Lines().size(), 1u);
-  const auto line = logger.Lines()[0];
-  EXPECT_EQ(line.tag, "Ostrel.ConfigCenter");
-  EXPECT_EQ(line.method, "LoadConfig");
-  EXPECT_EQ(line.text, "text");
-  EXPECT_EQ(line.level, 3);
 }
 
 TEST(LogManager, HostLoggerThatThrowsIsContained) {

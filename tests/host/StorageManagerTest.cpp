@@ -1,10 +1,15 @@
+// Records in the host's store: digest line, then the value; damaged ones are
+// treated as absent.
 #include "host/StorageManager.h"
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <string>
+
+#include "Documents.h"
 #include "ScopedLogCapture.h"
 #include "MemoryStorage.h"
-#include "host/Md5.h"
 
 namespace Ostrel {
 namespace {
@@ -20,26 +25,22 @@ class StorageManagerTest : public OstrelTest::LoggerFixture {
   OstrelTest::MemoryStorage storage;
 };
 
-TEST_F(StorageManagerTest, PersistWritesDigestLineFeedAndValue) {
-  ASSERT_TRUE(manager.Persist("ns", "abc"));
-  EXPECT_EQ(storage.Raw("ns"), "900150983cd24fb0d6963f7d28e17f72\nabc");
-
-  ASSERT_TRUE(manager.Persist("empty", ""));
-  EXPECT_EQ(storage.Raw("empty"), "d41d8cd98f00b204e9800998ecf8427e\n");
-  EXPECT_EQ(manager.Restore("empty"), "");
+TEST_F(StorageManagerTest, PersistedRecordsAreDigestLineFeedValueAndReadBack) {
+  for (const std::string value : {"abc", "", "line one\nline two\n\nend"}) {
+    ASSERT_TRUE(manager.Persist("k", value));
+    EXPECT_EQ(OstrelTest::Md5Of(value) + "\n" + value, storage.Raw("k"));
+    EXPECT_EQ(storage.Raw("k"), StorageManager::FrameRecord(value));
+    EXPECT_EQ(value, manager.Restore("k"));
+  }
+  EXPECT_EQ("900150983cd24fb0d6963f7d28e17f72\nabc", StorageManager::FrameRecord("abc"));
+  EXPECT_EQ(0, storage.outstandingBuffers) << "every Load buffer is handed back";
+  EXPECT_TRUE(logger.Lines().empty());
 }
 
-TEST_F(StorageManagerTest, RestoreReturnsValuesWithLineFeedsUnchanged) {
-  const std::string value = "line one\nline two\n\nend";
-  ASSERT_TRUE(manager.Persist("multi", value));
-  EXPECT_EQ(manager.Restore("multi"), value);
-  EXPECT_EQ(storage.outstandingBuffers, 0) << "every Load buffer is handed back";
-}
-
-TEST_F(StorageManagerTest, RestoreRejectsDamagedRecords) {
-  const std::string digest = Md5Hex(std::string("value"));
+TEST_F(StorageManagerTest, RestoreRefusesDamagedRecordsAndLeavesThem) {
+  const std::string digest = OstrelTest::Md5Of("value");
   std::string upper = digest;
-  for (char& c : upper) c = static_cast<char>(toupper(c));
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   const struct {
     const char* name;
     std::string record;
@@ -55,41 +56,37 @@ TEST_F(StorageManagerTest, RestoreRejectsDamagedRecords) {
   for (const auto& c : kCases) {
     logger.Clear();
     storage.PutRaw("key", c.record);
-    EXPECT_EQ(manager.Restore("key"), "") << c.name;
-    const OstrelTest::LogLine line = logger.Find(c.message);
-    EXPECT_EQ(line.text, c.message) << c.name;
-    EXPECT_EQ(line.tag, "StorageManager") << c.name;
-    EXPECT_EQ(line.method, "Restore") << c.name;
-    EXPECT_EQ(line.level, 3) << c.name;
-    EXPECT_TRUE(storage.Has("key")) << "a bad record is left in place: " << c.name;
+    EXPECT_EQ("", manager.Restore("key")) << c.name;
+    ASSERT_EQ(1u, logger.Lines().size()) << c.name;
+    const OstrelTest::LogLine line = logger.Lines()[0];
+    EXPECT_EQ(c.message, line.text) << c.name;
+    EXPECT_EQ("StorageManager", line.tag) << c.name;
+    EXPECT_EQ("Restore", line.method) << c.name;
+    EXPECT_EQ(kLogError, line.level) << c.name;
+    EXPECT_TRUE(storage.Has("key")) << c.name;
   }
 }
 
-TEST_F(StorageManagerTest, AbsentKeyIsNotAnError) {
-  EXPECT_EQ(manager.Restore("missing"), "");
-  EXPECT_TRUE(logger.Lines().empty());
-}
-
-TEST_F(StorageManagerTest, WithoutStoreOrKeyNothingReachesTheHost) {
+TEST_F(StorageManagerTest, WithoutStoreOrKeyOrOnHostFailureNothingSucceeds) {
+  EXPECT_EQ("", manager.Restore("missing"));
   EXPECT_FALSE(manager.Persist("", "v"));
-  EXPECT_EQ(manager.Restore(""), "");
+  EXPECT_EQ("", manager.Restore(""));
   EXPECT_FALSE(manager.Remove(""));
+  EXPECT_EQ(1, storage.saveCalls + storage.loadCalls + storage.removeCalls + storage.clearCalls)
+      << "only the load of the missing key reaches the host";
+  storage.failSave = true;
+  storage.failRemove = true;
+  storage.failLoad = true;
+  storage.PutRaw("k", OstrelTest::Frame("v"));
+  EXPECT_FALSE(manager.Persist("k", "v"));
+  EXPECT_FALSE(manager.Remove("k"));
+  EXPECT_EQ("", manager.Restore("k"));
   manager.SetStorage(nullptr);
   EXPECT_FALSE(manager.Persist("k", "v"));
-  EXPECT_EQ(manager.Restore("k"), "");
+  EXPECT_EQ("", manager.Restore("k"));
   EXPECT_FALSE(manager.Remove("k"));
   EXPECT_FALSE(manager.Clear());
-  EXPECT_EQ(storage.saveCalls + storage.loadCalls + storage.removeCalls + storage.clearCalls, 0);
   EXPECT_TRUE(logger.Lines().empty());
-}
-
-TEST_F(StorageManagerTest, HostFailuresBecomeFalse) {
-  storage.failSave = true;
-  EXPECT_FALSE(manager.Persist("k", "v"));
-  storage.failRemove = true;
-  EXPECT_FALSE(manager.Remove("k"));
-  storage.failLoad = true;
-  EXPECT_EQ(manager.Restore("k"), "");
 }
 
 TEST_F(StorageManagerTest, RemoveAndClearReachTheirHostSlots) {
@@ -97,9 +94,10 @@ TEST_F(StorageManagerTest, RemoveAndClearReachTheirHostSlots) {
   ASSERT_TRUE(manager.Persist("b", "2"));
   EXPECT_TRUE(manager.Remove("a"));
   EXPECT_FALSE(storage.Has("a"));
+  EXPECT_TRUE(storage.Has("b"));
   EXPECT_TRUE(manager.Clear());
   EXPECT_TRUE(storage.Records().empty());
-  EXPECT_EQ(storage.reservedCalls, 0);
+  EXPECT_EQ(0, storage.reservedCalls);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Builders of JSON documents and an engine-settings guard for the document
-// tests.
+// Builders of JSON documents and the checks shared by the document tests.
 #ifndef OSTREL_TESTS_MODEL_MODELTESTDATA_H_
 #define OSTREL_TESTS_MODEL_MODELTESTDATA_H_
 
@@ -28,7 +27,6 @@ inline std::string JsonObject(const Members& members) {
   return out + "}";
 }
 
-// members without name.
 inline Members Without(Members members, const std::string& name) {
   for (auto it = members.begin(); it != members.end(); ++it) {
     if (it->first == name) {
@@ -39,7 +37,7 @@ inline Members Without(Members members, const std::string& name) {
   return members;
 }
 
-// members with name's raw value replaced (or appended).
+// members with name's raw value replaced, or appended.
 inline Members With(Members members, const std::string& name, const std::string& raw) {
   for (auto& member : members) {
     if (member.first == name) {
@@ -51,35 +49,67 @@ inline Members With(Members members, const std::string& name, const std::string&
   return members;
 }
 
-// n nested arrays, closed or not.
-inline std::string NestedArrays(size_t depth, bool closed) {
-  return std::string(depth, '[') + (closed ? std::string(depth, ']') : std::string());
+// The members a config document of type carries before its content.
+inline Members ConfigHeader(const std::string& type) {
+  return {{"appKey", Quoted("key1")},    {"appVersion", Quoted("2.0")},
+          {"id", Quoted("7")},           {"name", Quoted("ns")},
+          {"resourceId", Quoted("r-7")}, {"type", Quoted(type)},
+          {"loadLevel", Quoted("HIGH")}, {"version", Quoted("3")},
+          {"createTime", Quoted("1700000000")}};
 }
 
-// The application the documents of the model tests are checked against.
-inline const Ostrel::AppScope kTestApp{"key1", "2.0"};
+// 100000 nested arrays, closed or not: a recursive parser would run out of
+// stack.
+inline std::string DeepArrays(bool closed) {
+  return std::string(100000, '[') + (closed ? std::string(100000, ']') : std::string());
+}
 
-// A document, whether CheckValid accepts it, and whether it then logs the
-// application mismatch.
+// A text a parse must refuse, and the texts it must log. The last line is the
+// refusing parser's own; earlier ones come from the parser of a nested part.
+struct Refusal {
+  std::string text;
+  std::vector<std::string> lines;
+};
+
+template <typename Parse>
+void ExpectRefused(const std::vector<Refusal>& cases, const char* tag, const char* method,
+                   Parse parse) {
+  for (const Refusal& c : cases) {
+    const std::string shown = c.text.substr(0, 120);
+    ScopedLogCapture capture;
+    EXPECT_EQ(nullptr, parse(c.text)) << shown;
+    ASSERT_EQ(c.lines, capture.Texts()) << shown;
+    EXPECT_EQ(tag, capture.logger().Lines().back().tag) << shown;
+    EXPECT_EQ(method, capture.logger().Lines().back().method) << shown;
+  }
+}
+
+// A document, whether CheckValid accepts it, and whether it then logs that
+// it belongs to another application.
 struct CheckCase {
   Members members;
   bool valid;
   bool logsMismatch;
 };
 
-// Parses every case with parse (which must succeed), runs CheckValid and
-// expects either no log line or exactly mismatchLine.
+// The application the documents of the model tests are checked against.
+inline const Ostrel::AppScope kTestApp{"key1", "2.0"};
+
 template <typename Parse>
-void ExpectCheckValid(const std::vector<CheckCase>& cases, const char* mismatchLine, Parse parse) {
+void ExpectCheckValid(const std::vector<CheckCase>& cases, const char* tag, const char* mismatch,
+                      Parse parse) {
   for (const CheckCase& c : cases) {
     const std::string text = JsonObject(c.members);
     const auto document = parse(text);
     ASSERT_NE(nullptr, document) << text;
     ScopedLogCapture capture;
     EXPECT_EQ(c.valid, document->CheckValid(kTestApp)) << text;
-    EXPECT_EQ(c.logsMismatch ? std::vector<std::string>{mismatchLine} : std::vector<std::string>{},
+    EXPECT_EQ(c.logsMismatch ? std::vector<std::string>{mismatch} : std::vector<std::string>{},
               capture.Texts())
         << text;
+    if (c.logsMismatch) {
+      EXPECT_EQ(tag, capture.logger().Lines()[0].tag);
+    }
   }
 }
 

@@ -2,8 +2,8 @@
 // index: "std", "small" and "custom" are restored from storage at start-up;
 // "remote" is listed but has never been downloaded, and its download during
 // start-up fails until a test serves it.
-#ifndef OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
-#define OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
+#ifndef OSTREL_TESTS_API_CLIENTFIXTURE_H_
+#define OSTREL_TESTS_API_CLIENTFIXTURE_H_
 
 #include <gtest/gtest.h>
 
@@ -55,11 +55,12 @@ class ChangeLog {
   std::vector<Ostrel::Change> changes_;
 };
 
-class ClientLayerFixture : public ::testing::Test {
+class ClientFixture : public ::testing::Test {
  protected:
   void SetUp() override {
     NamespaceSpec custom("custom", "2");
     custom.type = "CUSTOM";
+    remote.loadLevel = "HIGH";  // loaded during start-up, which waits for it
     storage.PutRaw("ostrel.index",
                    Frame(IndexJson("index-1", "1", kCdn,
                                    {remote, {"std", "1"}, {"small", "1"}, custom})));
@@ -81,19 +82,12 @@ class ClientLayerFixture : public ::testing::Test {
     return options;
   }
 
-  // Serves "remote" from now on: its download at start-up failed.
+  // Serves "remote" from now on.
   void ServeRemote() {
     http.Route(CdnUrl(ResourceIdOf(remote)), Body(ConfigJson("remote", "2", {{"k", "r"}})));
   }
 
-  // Loaded during start-up, which therefore waits for its answer.
-  static NamespaceSpec Remote() {
-    NamespaceSpec remote("remote", "2");
-    remote.loadLevel = "HIGH";
-    return remote;
-  }
-
-  const NamespaceSpec remote = Remote();
+  NamespaceSpec remote{"remote", "2"};
   CapturingLogger logger;
   MemoryStorage storage;
   ScriptedHttpClient http;
@@ -102,4 +96,4 @@ class ClientLayerFixture : public ::testing::Test {
 
 }  // namespace OstrelTest
 
-#endif  // OSTREL_TESTS_API_CLIENTLAYERFIXTURE_H_
+#endif  // OSTREL_TESTS_API_CLIENTFIXTURE_H_
