@@ -18,10 +18,6 @@ void LogManager::Write(int level, LogTag tag, const char* method, const std::str
   }
 }
 
-void LogDebug(const char* method, LogTag tag, const std::string& text) {
-  LogManager::GetInstance()->Write(kLogDebug, tag, method, text);
-}
-
 void LogInfo(const char* method, LogTag tag, const std::string& text) {
   LogManager::GetInstance()->Write(kLogInfo, tag, method, text);
 }

@@ -55,7 +55,6 @@ class LogManager {
 
 // Convenience functions used throughout the library: method word first, as
 // the library has always written them; the host receives the tag first.
-void LogDebug(const char* method, LogTag tag, const std::string& text);
 void LogInfo(const char* method, LogTag tag, const std::string& text);
 void LogWarn(const char* method, LogTag tag, const std::string& text);
 void LogError(const char* method, LogTag tag, const std::string& text);

@@ -120,7 +120,6 @@ class ConfigContent {
   std::map<std::string, std::string> ToMap() const;
 
   bool operator==(const ConfigContent& other) const;
-  bool operator!=(const ConfigContent& other) const { return !(*this == other); }
 
  private:
   std::string_view KeyOf(const Entry& entry) const {
