@@ -55,6 +55,14 @@ function(ostrel_test)
   endif()
   add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME})
   set_tests_properties(${ARG_NAME} PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
+  if(CMAKE_CROSSCOMPILING)
+    # Under the emulator a program that crashes can still exit with 0, so a
+    # test passes only when the test runner reached its summary and no test
+    # of it failed.
+    set_tests_properties(${ARG_NAME} PROPERTIES
+      PASS_REGULAR_EXPRESSION "\\[  PASSED  \\] [0-9]+ test"
+      FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]")
+  endif()
 endfunction()
 
 # ostrel_benchmark(name sources... [LIBS libs...])
