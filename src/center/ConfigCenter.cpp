@@ -225,22 +225,6 @@ bool ConfigCenter::GetConfigObj(const std::string& nameSpace, std::string& out) 
   return true;
 }
 
-bool ConfigCenter::FindConfigValue(std::string_view nameSpace, std::string_view key,
-                                   std::string_view* value) {
-  // One lookup for both names; a missing namespace is FindDocument's miss.
-  // No type test needed: a CUSTOM document's key/value content is empty.
-  switch (configCache_.PeekValue(nameSpace, key, value)) {
-    case ConfigCache::ValueLookup::kFound:
-      return true;
-    case ConfigCache::ValueLookup::kNoKey:
-      return false;
-    case ConfigCache::ValueLookup::kNoDocument:
-      break;
-  }
-  OnLookupMiss(nameSpace);
-  return false;
-}
-
 void ConfigCenter::RegisterListener(const std::string& nameSpace, IOConfigListener* listener) {
   if (listener == nullptr) return;
   if (!listeners_.Add(nameSpace, listener)) return;

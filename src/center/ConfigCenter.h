@@ -69,9 +69,17 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
   bool GetConfigObj(const std::string& nameSpace, std::string& out);
   // One value of a STANDARD namespace, for a caller that holds a ReadSection
   // (a host call's gate pass): value points into the cached document and
-  // stays valid until the caller leaves the section. Copies nothing.
-  bool FindConfigValue(std::string_view nameSpace, std::string_view key,
-                       std::string_view* value);
+  // stays valid until the caller leaves the section. Copies nothing and
+  // throws nothing. Inline, as it is every host read's whole lookup; so it
+  // only answers from the cache, and the caller reports a missing document
+  // with OnLookupMiss. A CUSTOM document has no keys, so needs no type test.
+  ConfigCache::ValueLookup PeekConfigValue(std::string_view nameSpace, std::string_view key,
+                                           std::string_view* value) const {
+    return configCache_.PeekValue(nameSpace, key, value);
+  }
+  // A lookup found no document: logs and refuses the name, or asks for a
+  // load.
+  void OnLookupMiss(std::string_view nameSpace);
 
   // Brings one namespace up to date; synchronous, on the calling thread.
   void LoadConfig(std::shared_ptr<NamespaceDO> ns);
@@ -115,8 +123,6 @@ class ConfigCenter final : private IndexUpdateHandler::Target {
     if (document == nullptr) OnLookupMiss(nameSpace);
     return document;
   }
-  // FindDocument's miss: logs and refuses the name, or asks for a load.
-  void OnLookupMiss(std::string_view nameSpace);
   // A lookup or registration found nothing cached: remember the namespace,
   // or post one lazy load under taskName.
   void RequestLoad(const std::string& nameSpace, const char* taskName);
