@@ -14,6 +14,7 @@
 #include "host/LogManager.h"
 #include "host/StatisticsManager.h"
 #include "host/StorageManager.h"
+#include "model/KeyHash.h"
 #include "net/NetworkManager.h"
 #include "update/TovraIntercept.h"
 
@@ -109,10 +110,12 @@ char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
     ApiGate::Pass pass;
     if (pass.open()) {
       const ConfigCenter* engine = EngineRoot::Peek();
+      const std::string_view name(nameSpace, NameLength(nameSpace));
       std::string_view value;
       const ConfigCache::ValueLookup found =
-          engine == nullptr ? ConfigCache::ValueLookup::kNoDocument
-                            : engine->PeekConfigValue(nameSpace, key, &value);
+          engine == nullptr
+              ? ConfigCache::ValueLookup::kNoDocument
+              : engine->PeekConfigValue(name, std::string_view(key, NameLength(key)), &value);
       if (found == ConfigCache::ValueLookup::kFound) {
         char* copy = static_cast<char*>(std::malloc(value.size() + 1));
         if (copy == nullptr) return nullptr;
@@ -120,7 +123,7 @@ char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
         copy[value.size()] = '\0';
         return copy;
       }
-      if (found == ConfigCache::ValueLookup::kNoDocument) ReportReadMiss(nameSpace);
+      if (found == ConfigCache::ValueLookup::kNoDocument) ReportReadMiss(name);
     }
   }
   return DuplicateCString(defaultValue);
