@@ -1,18 +1,25 @@
 // The demo's flow in one process: the library, through the host adapters,
 // against ostrel-server on a loopback port, with signed requests.
 #include <gtest/gtest.h>
+#include <httplib.h>
 
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include "ConfigServer.h"
+#include "Documents.h"
 #include "LocalSession.h"
 #include "ToolsFixture.h"
 #include "api/EngineRoot.h"
+#include "ostrel_host/SqliteStorage.h"
 
 namespace {
 
+using OstrelLocal::CheckOutcome;
 using OstrelLocal::LocalSession;
 using OstrelLocal::Notification;
 using OstrelLocal::SessionOptions;
@@ -20,6 +27,16 @@ using OstrelToolsTest::Standard;
 using OstrelToolsTest::TempFolder;
 
 constexpr std::chrono::seconds kWait(10);
+
+SessionOptions Options(const OstrelServer::ConfigServer& server, const TempFolder& folder) {
+  SessionOptions options;
+  options.server = "127.0.0.1:" + std::to_string(server.Port());
+  options.appKey = "app";
+  options.storePath = folder.File("store.db");
+  options.signDir = OSTREL_DEV_SIGN_DIR;
+  options.logLevel = 3;
+  return options;
+}
 
 TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
   TempFolder data;
@@ -30,21 +47,18 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
                       "\"content\":{\"editor\":\"new\"}}]"));
   OstrelServer::ConfigServer server(data.path());
   ASSERT_TRUE(server.Start("127.0.0.1", 0));
-
-  SessionOptions options;
-  options.server = "127.0.0.1:" + std::to_string(server.Port());
-  options.appKey = "app";
+  SessionOptions options = Options(server, data);
   options.appVersion = "2.4.1";
   options.brand = "acme";
-  options.storePath = data.path() + "/store.db";
-  options.signDir = OSTREL_DEV_SIGN_DIR;
-  options.logLevel = 3;
   // Each start is one process of the real demo; here they share one, whose
   // update check would otherwise be allowed once per twelve hours.
   Ostrel::EngineRoot::ForgetUpdateCheckForTest();
 
   std::string error;
   std::string uiVersion;
+  // Statistics are logged from the info level on.
+  options.logLevel = 1;
+  options.log = std::fopen(data.File("sdk.log").c_str(), "w");
   {
     LocalSession session;
     ASSERT_TRUE(session.Start(options, error)) << error;
@@ -52,7 +66,7 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     session.Listen("ui");
     session.Listen("features");
     session.CheckUpdate();
-    EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUpdated);
+    EXPECT_EQ(session.WaitForCheck(kWait), CheckOutcome::kUpdated);
     Notification ui;
     ASSERT_TRUE(session.WaitForDownload("ui", "", kWait, &ui));
     ASSERT_TRUE(session.WaitForDownload("features", "", kWait));
@@ -61,10 +75,39 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     // The candidate matched the brand and version, and its variant came down.
     EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
   }
+  std::fclose(options.log);
+  options.log = stderr;
+  options.logLevel = 3;
+  std::stringstream log;
+  log << std::ifstream(data.File("sdk.log")).rdbuf();
+  EXPECT_NE(log.str().find("Z I Ostrel.Statistics CommitSuccess: OstrelConfig config_rate"),
+            std::string::npos);
+  {
+    // The record is the document behind its digest and a line feed.
+    auto store = OstrelHost::SqliteStorage::Open(options.storePath);
+    ASSERT_TRUE(store);
+    char* record = store->Load("ui");
+    ASSERT_NE(record, nullptr);
+    const std::string text = record;
+    store->Free(record);
+    EXPECT_EQ(text, OstrelTest::Frame(text.substr(33)));
+    EXPECT_NE(text.find("dark"), std::string::npos);
+  }
 
+  // A publication through the admin endpoint, as the demo script makes it.
   data.Write("app/ui.json", Standard("{\"theme\":\"solarized\",\"size\":\"14\"}"));
-  EXPECT_EQ(server.Publish().changed.size(), 1u);
-
+  data.Write("app/bad.json", Standard("{\"n\":1}"));
+  httplib::Client admin("127.0.0.1", server.Port());
+  const httplib::Result published = admin.Post("/admin/publish", "", "application/json");
+  ASSERT_TRUE(published);
+  EXPECT_EQ(published->status, 200);
+  const std::string changed = "{\"changed\":[\"app/ui v";
+  EXPECT_EQ(published->body.rfind(changed, 0), 0u) << published->body;
+  EXPECT_NE(
+      published->body.find("\"errors\":[\"app/bad.json: line 1, column 35: value of \\\"n\\\" "
+                           "is not a string\"]"),
+      std::string::npos)
+      << published->body;
   {
     LocalSession session;
     ASSERT_TRUE(session.Start(options, error)) << error;
@@ -86,6 +129,13 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     // Later changes arrive as relayed gateway notices, with no rate limit.
     data.Write("app/ui.json", Standard("{\"theme\":\"green\",\"size\":\"14\"}"));
     server.Publish();
+    std::string notice;
+    ASSERT_TRUE(session.FetchFromServer("admin/notice?appKey=app", notice));
+    const std::string index = OstrelLocal::NoticeField(notice, "resourceId");
+    std::string indexBody;
+    ASSERT_TRUE(session.FetchFromServer(index, indexBody));
+    EXPECT_EQ(notice, "cdn=" + options.server + "&md5=" + OstrelTest::Md5Of(indexBody) +
+                          "&resourceId=" + index + "&protocol=http");
     ASSERT_TRUE(session.RelayGatewayNotice());
     ASSERT_TRUE(session.WaitForDownload("ui", update.version, kWait));
     EXPECT_EQ(session.Get("ui", "theme", "light"), "green");
@@ -98,35 +148,32 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
   EXPECT_EQ(session.Get("ui", "theme", "light"), "green");
   EXPECT_FALSE(session.RelayGatewayNotice());
   EXPECT_EQ(session.GetAll("features"), (std::map<std::string, std::string>{{"editor", "new"}}));
-  EXPECT_EQ(session.RefusedRequests(), 0u);
+  EXPECT_EQ(session.RefusedRequests(), 0u) << "served from the store alone";
 }
 
-// What the CLI reports after an update check, for each way it can end.
+// How an update check ends, for each way it can.
 TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
   TempFolder data;
   data.Write("app/ui.json", Standard("{\"theme\":\"dark\"}"));
   OstrelServer::ConfigServer server(data.path());
   ASSERT_TRUE(server.Start("127.0.0.1", 0));
   TempFolder noSigner;
-
-  SessionOptions options;
-  options.server = "127.0.0.1:" + std::to_string(server.Port());
-  options.appKey = "app";
-  options.storePath = data.path() + "/store.db";
-  options.logLevel = 3;
+  SessionOptions options = Options(server, data);
   const struct {
     const char* what;
     std::string signDir;
     bool resetCheckTime;
-    OstrelLocal::CheckOutcome outcome;
+    CheckOutcome outcome;
   } kSteps[] = {
-      {"unsigned", noSigner.path(), true, OstrelLocal::CheckOutcome::kFailed},
-      {"new index", OSTREL_DEV_SIGN_DIR, true, OstrelLocal::CheckOutcome::kUpdated},
-      {"nothing new", OSTREL_DEV_SIGN_DIR, true, OstrelLocal::CheckOutcome::kUpToDate},
-      {"second check", OSTREL_DEV_SIGN_DIR, false, OstrelLocal::CheckOutcome::kRateLimited},
+      {"unsigned", noSigner.path(), true, CheckOutcome::kFailed},
+      {"new index", OSTREL_DEV_SIGN_DIR, true, CheckOutcome::kUpdated},
+      {"nothing new", OSTREL_DEV_SIGN_DIR, true, CheckOutcome::kUpToDate},
+      {"second check", OSTREL_DEV_SIGN_DIR, false, CheckOutcome::kRateLimited},
+      {"no server", OSTREL_DEV_SIGN_DIR, true, CheckOutcome::kUnreachable},
   };
   for (const auto& step : kSteps) {
     SCOPED_TRACE(step.what);
+    if (step.outcome == CheckOutcome::kUnreachable) server.Stop();
     options.signDir = step.signDir;
     LocalSession session;
     std::string error;
@@ -135,14 +182,6 @@ TEST(DemoFlow, CheckOutcomeFollowsTheServersAnswer) {
     session.CheckUpdate();
     EXPECT_EQ(session.WaitForCheck(kWait), step.outcome);
   }
-  server.Stop();
-  options.signDir = OSTREL_DEV_SIGN_DIR;
-  LocalSession session;
-  std::string error;
-  ASSERT_TRUE(session.Start(options, error)) << error;
-  Ostrel::EngineRoot::ForgetUpdateCheckForTest();
-  session.CheckUpdate();
-  EXPECT_EQ(session.WaitForCheck(kWait), OstrelLocal::CheckOutcome::kUnreachable);  // no server
 }
 
 }  // namespace

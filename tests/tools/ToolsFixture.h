@@ -1,5 +1,5 @@
-// Shared set-up of the tools tests: a data folder in a temporary directory,
-// and a server log that a test can wait on.
+// Shared set-up of the tools' tests: data folders, and a server log that a
+// test can wait on.
 #ifndef OSTREL_TESTS_TOOLS_TOOLSFIXTURE_H_
 #define OSTREL_TESTS_TOOLS_TOOLSFIXTURE_H_
 
@@ -17,8 +17,6 @@
 
 namespace OstrelToolsTest {
 
-// A fresh folder, removed with everything in it at the end of the test,
-// that data files are written into.
 class TempFolder : public OstrelTest::ScratchDir {
  public:
   // Writes (or replaces) relative, creating its folders.
@@ -27,16 +25,12 @@ class TempFolder : public OstrelTest::ScratchDir {
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
   }
-  void Remove(const std::string& relative) const {
-    std::filesystem::remove(std::filesystem::path(path()) / relative);
-  }
 };
 
 inline std::string Standard(const std::string& contentJson, const std::string& extra = "") {
   return "{\"type\":\"STANDARD\",\"content\":" + contentJson + extra + "}";
 }
 
-// The server's log, which a test can wait on.
 class CapturedLog {
  public:
   std::function<void(const std::string&)> Sink() {
@@ -47,14 +41,13 @@ class CapturedLog {
     };
   }
   // Waits up to ten seconds until count lines end with suffix.
-  bool WaitFor(const std::string& suffix, size_t count) {
+  bool WaitFor(const std::string& suffix, size_t count = 1) {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
-      return static_cast<size_t>(
-                 std::count_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
-                   return line.size() >= suffix.size() &&
-                          line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0;
-                 })) >= count;
+      return static_cast<size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const auto& line) {
+               return line.size() >= suffix.size() &&
+                      line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0;
+             })) >= count;
     });
   }
   std::vector<std::string> Lines() {
