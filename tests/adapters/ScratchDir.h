@@ -1,5 +1,5 @@
 // A fresh folder under the system's temporary folder, removed with its
-// content at the end of the test.
+// content at the end of the test; path() is empty when none could be made.
 #ifndef OSTREL_TESTS_ADAPTERS_SCRATCHDIR_H_
 #define OSTREL_TESTS_ADAPTERS_SCRATCHDIR_H_
 
@@ -15,12 +15,10 @@ class ScratchDir {
   ScratchDir() {
     std::error_code error;
     const std::filesystem::path temp = std::filesystem::temp_directory_path(error);
-    if (error) return;
-    // create_directory reports false for a folder that exists, so a name
-    // is never shared with another test or process.
-    std::random_device seed;
-    std::mt19937 random(seed());
-    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+    std::mt19937 random(std::random_device{}());
+    // create_directory is false for a folder that exists, so no other test
+    // or process ever shares the name.
+    for (int attempt = 0; !error && attempt < 100 && path_.empty(); ++attempt) {
       const std::filesystem::path candidate = temp / ("ostrel-" + std::to_string(random()));
       if (std::filesystem::create_directory(candidate, error)) path_ = candidate.string();
     }
@@ -32,7 +30,6 @@ class ScratchDir {
   ScratchDir(const ScratchDir&) = delete;
   ScratchDir& operator=(const ScratchDir&) = delete;
 
-  // Empty when the folder could not be made.
   const std::string& path() const { return path_; }
   std::string File(const std::string& name) const { return path_ + "/" + name; }
 
