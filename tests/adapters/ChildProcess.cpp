@@ -1,155 +1,195 @@
 #include "ChildProcess.h"
 
 #ifdef _WIN32
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 #else
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
+
+extern char** environ;
 #endif
 
 namespace OstrelTest {
+namespace {
 
 #ifdef _WIN32
+std::string SelfPath() {
+  char self[MAX_PATH];
+  return std::string(self, GetModuleFileNameA(nullptr, self, MAX_PATH));
+}
+const char kExtension[] = ".exe";
+#else
+std::string SelfPath() {
+  char self[PATH_MAX];
+  const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self);
+  return length > 0 ? std::string(self, static_cast<size_t>(length)) : std::string();
+}
+const char kExtension[] = "";
+#endif
 
-namespace {
-
-std::wstring Widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
-
-std::wstring BesideSelf(const std::string& program) {
-  wchar_t self[MAX_PATH];
-  const DWORD length = GetModuleFileNameW(nullptr, self, MAX_PATH);
-  std::wstring path(self, length);
-  return path.substr(0, path.find_last_of(L"\\/") + 1) + Widen(program) + L".exe";
+std::string Resolve(const std::string& program) {
+  if (program.find_first_of("/\\") != std::string::npos) return program;
+  const std::string self = SelfPath();
+  return self.substr(0, self.find_last_of("/\\") + 1) + program + kExtension;
 }
 
 }  // namespace
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args) {
+  const std::string path = Resolve(program);
+#ifdef _WIN32
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  HANDLE read = nullptr;
-  HANDLE write = nullptr;
-  if (!CreatePipe(&read, &write, &inheritable, 0)) return;
-  SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0);
-  const std::wstring path = BesideSelf(program);
-  std::wstring command = L"\"" + path + L"\"";
-  for (const std::string& arg : args) command += L" \"" + Widen(arg) + L"\"";
-  STARTUPINFOW startup{};
+  HANDLE out[2] = {};
+  HANDLE err[2] = {};
+  if (!CreatePipe(&out[0], &out[1], &inheritable, 0)) return;
+  if (!CreatePipe(&err[0], &err[1], &inheritable, 0)) return;
+  SetHandleInformation(out[0], HANDLE_FLAG_INHERIT, 0);
+  SetHandleInformation(err[0], HANDLE_FLAG_INHERIT, 0);
+  std::string command = "\"" + path + "\"";
+  for (const std::string& arg : args) command += " \"" + arg + "\"";
+  STARTUPINFOA startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdOutput = write;
-  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  startup.hStdOutput = out[1];
+  startup.hStdError = err[1];
   PROCESS_INFORMATION info{};
-  started_ = CreateProcessW(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                            nullptr, &startup, &info) != 0;
-  CloseHandle(write);
-  output_ = read;
-  if (!started_) return;
-  CloseHandle(info.hThread);
-  process_ = info.hProcess;
-}
-
-ChildProcess::~ChildProcess() {
-  Kill();
-  if (output_ != nullptr) CloseHandle(output_);
-}
-
-bool ChildProcess::ReadLine(std::string* line) {
-  for (;;) {
-    const size_t end = pending_.find('\n');
-    if (end != std::string::npos) {
-      *line = pending_.substr(0, end);
-      if (!line->empty() && line->back() == '\r') line->pop_back();
-      pending_.erase(0, end + 1);
-      return true;
-    }
-    char buffer[256];
-    DWORD got = 0;
-    if (output_ == nullptr || !ReadFile(output_, buffer, sizeof buffer, &got, nullptr) || got == 0) {
-      return false;
-    }
-    pending_.append(buffer, got);
+  started_ = CreateProcessA(path.c_str(), &command[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                            &startup, &info) != 0;
+  CloseHandle(out[1]);
+  CloseHandle(err[1]);
+  if (started_) {
+    CloseHandle(info.hThread);
+    process_ = reinterpret_cast<intptr_t>(info.hProcess);
   }
-}
-
-void ChildProcess::Kill() {
-  if (process_ == nullptr || ended_) return;
-  TerminateProcess(process_, 9);
-  WaitForSingleObject(process_, INFINITE);
-  CloseHandle(process_);
-  process_ = nullptr;
-  ended_ = true;
-}
-
+  const intptr_t outRead = reinterpret_cast<intptr_t>(out[0]);
+  const intptr_t errRead = reinterpret_cast<intptr_t>(err[0]);
 #else
-
-namespace {
-
-std::string BesideSelf(const std::string& program) {
-  char self[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length <= 0) return program;
-  const std::string path(self, static_cast<size_t>(length));
-  return path.substr(0, path.rfind('/') + 1) + program;
-}
-
-}  // namespace
-
-ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args) {
-  int pipe[2];
-  if (::pipe2(pipe, O_CLOEXEC) != 0) return;
-  const std::string path = BesideSelf(program);
-  std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(path.c_str()));
+  int out[2];
+  int err[2];
+  if (::pipe2(out, O_CLOEXEC) != 0) return;
+  if (::pipe2(err, O_CLOEXEC) != 0) return;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+  std::vector<char*> argv{const_cast<char*>(path.c_str())};
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   argv.push_back(nullptr);
-  pid_ = ::fork();
-  if (pid_ == 0) {
-    ::dup2(pipe[1], STDOUT_FILENO);
-    ::execv(path.c_str(), argv.data());
-    ::_exit(127);
-  }
-  ::close(pipe[1]);
-  output_ = pipe[0];
-  started_ = pid_ > 0;
+  pid_t pid = -1;
+  started_ = posix_spawn(&pid, path.c_str(), &actions, nullptr, argv.data(), environ) == 0;
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(out[1]);
+  ::close(err[1]);
+  process_ = pid;
+  const intptr_t outRead = out[0];
+  const intptr_t errRead = err[0];
+#endif
+  closed_ = 0;
+  exited_ = !started_;
+  threads_.emplace_back([this, outRead] { Drain(outRead, &stdout_); });
+  threads_.emplace_back([this, errRead] { Drain(errRead, &stderr_); });
+  if (started_) threads_.emplace_back([this] { Await(); });
 }
 
 ChildProcess::~ChildProcess() {
   Kill();
-  if (output_ >= 0) ::close(output_);
+  for (std::thread& thread : threads_) thread.join();
+#ifdef _WIN32
+  if (started_) CloseHandle(reinterpret_cast<HANDLE>(process_));
+#endif
 }
 
-bool ChildProcess::ReadLine(std::string* line) {
+void ChildProcess::Drain(intptr_t pipe, std::string* into) {
+  char buffer[4096];
   for (;;) {
-    const size_t end = pending_.find('\n');
-    if (end != std::string::npos) {
-      *line = pending_.substr(0, end);
-      pending_.erase(0, end + 1);
-      return true;
+#ifdef _WIN32
+    DWORD got = 0;
+    if (!ReadFile(reinterpret_cast<HANDLE>(pipe), buffer, sizeof buffer, &got, nullptr) ||
+        got == 0) {
+      break;
     }
-    char buffer[256];
-    const ssize_t got = output_ >= 0 ? ::read(output_, buffer, sizeof buffer) : -1;
-    if (got <= 0) return false;
-    pending_.append(buffer, static_cast<size_t>(got));
+#else
+    const ssize_t got = ::read(static_cast<int>(pipe), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+#endif
+    std::lock_guard<std::mutex> lock(mutex_);
+    into->append(buffer, static_cast<size_t>(got));
+    changed_.notify_all();
   }
+#ifdef _WIN32
+  CloseHandle(reinterpret_cast<HANDLE>(pipe));
+#else
+  ::close(static_cast<int>(pipe));
+#endif
+  std::lock_guard<std::mutex> lock(mutex_);
+  ++closed_;
+  changed_.notify_all();
+}
+
+void ChildProcess::Await() {
+#ifdef _WIN32
+  const HANDLE process = reinterpret_cast<HANDLE>(process_);
+  WaitForSingleObject(process, INFINITE);
+  DWORD status = 0;
+  const int code = GetExitCodeProcess(process, &status) ? static_cast<int>(status) : -1;
+#else
+  int status = 0;
+  while (::waitpid(static_cast<pid_t>(process_), &status, 0) < 0 && errno == EINTR) {
+  }
+  const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+  std::lock_guard<std::mutex> lock(mutex_);
+  exitCode_ = killed_ ? -1 : code;
+  exited_ = true;
+  changed_.notify_all();
+}
+
+bool ChildProcess::WaitForStdout(const std::string& text, std::chrono::milliseconds timeout) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] { return stdout_.find(text) != std::string::npos; });
 }
 
 void ChildProcess::Kill() {
-  if (pid_ <= 0 || ended_) return;
-  ::kill(pid_, SIGKILL);
-  int status = 0;
-  while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (!exited_) {
+    killed_ = true;
+#ifdef _WIN32
+    TerminateProcess(reinterpret_cast<HANDLE>(process_), 9);
+#else
+    ::kill(static_cast<pid_t>(process_), SIGKILL);
+#endif
   }
-  ended_ = true;
+  changed_.wait(lock, [this] { return exited_; });
 }
 
-#endif
+int ChildProcess::Finish(std::chrono::milliseconds timeout) {
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (changed_.wait_for(lock, timeout, [this] { return exited_ && closed_ == 2; })) {
+      return exitCode_;
+    }
+  }
+  Kill();
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [this] { return closed_ == 2; });
+  return -1;
+}
+
+std::string ChildProcess::Stdout() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return stdout_;
+}
+
+std::string ChildProcess::Stderr() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return stderr_;
+}
 
 }  // namespace OstrelTest

@@ -17,12 +17,8 @@
 namespace OstrelTest {
 namespace {
 
-using OstrelHost::FileStorage;
-
-constexpr char kWriter[] = "ostrel_file_storage_writer";
 #ifdef _WIN32
-// Starting a process under wine takes a good part of a second.
-constexpr int kKills = 15;
+constexpr int kKills = 15;  // starting a process under wine takes a good part of a second
 #else
 constexpr int kKills = 60;
 #endif
@@ -31,14 +27,14 @@ int CountTemporaryFiles(const std::string& folder) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::string name = entry.path().filename().string();
-    if (name.rfind("t-", 0) == 0 && entry.path().extension() == ".tmp") ++count;
+    count += name.rfind("t-", 0) == 0 && entry.path().extension() == ".tmp" ? 1 : 0;
   }
   return count;
 }
 
-// A writer process saves large records round after round and is killed
-// at a random moment; after each kill every record must be a whole record
-// of a round no older than the one seen after the previous kill.
+// A writer process saves large records round after round and is killed at a
+// random moment; after each kill every record must be a whole record of a
+// round no older than the one seen after the previous kill.
 TEST(FileStorageCrash, EveryRecordIsWhollyOldOrNewAfterAKill) {
   ScratchDir scratch;
   ASSERT_FALSE(scratch.path().empty());
@@ -47,7 +43,6 @@ TEST(FileStorageCrash, EveryRecordIsWhollyOldOrNewAfterAKill) {
   args.insert(args.end(), keys.begin(), keys.end());
   std::map<std::string, long> lastRound;
   for (const std::string& key : keys) lastRound[key] = -1;
-
   const unsigned seed = std::random_device()();
   std::mt19937 random(seed);
   std::uniform_int_distribution<int> delayMicros(0, 20000);
@@ -55,20 +50,18 @@ TEST(FileStorageCrash, EveryRecordIsWhollyOldOrNewAfterAKill) {
   for (int kill = 0; kill < kKills; ++kill) {
     SCOPED_TRACE("kill " + std::to_string(kill) + ", seed " + std::to_string(seed));
     {
-      ChildProcess writer(kWriter, args);
+      ChildProcess writer("ostrel_file_storage_writer", args);
       ASSERT_TRUE(writer.started());
-      std::string line;
-      ASSERT_TRUE(writer.ReadLine(&line));
-      ASSERT_EQ(line, "ready");
+      ASSERT_TRUE(writer.WaitForStdout("ready", std::chrono::seconds(30))) << writer.Stderr();
       // The moment of the kill is what this test varies; nothing waits on
       // the writer's progress by time.
       std::this_thread::sleep_for(std::chrono::microseconds(delayMicros(random)));
       writer.Kill();
     }
-    if (CountTemporaryFiles(scratch.path()) > 0) ++killsDuringAWrite;
-
+    killsDuringAWrite += CountTemporaryFiles(scratch.path()) > 0 ? 1 : 0;
     std::string error;
-    std::unique_ptr<FileStorage> storage = FileStorage::Open(scratch.path(), &error);
+    std::unique_ptr<OstrelHost::FileStorage> storage =
+        OstrelHost::FileStorage::Open(scratch.path(), &error);
     ASSERT_NE(storage, nullptr) << error;
     EXPECT_EQ(CountTemporaryFiles(scratch.path()), 0);
     for (const std::string& key : keys) {

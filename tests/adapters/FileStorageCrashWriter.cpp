@@ -1,8 +1,8 @@
 // The writer that FileStorage's crash test kills at random moments:
 //   ostrel_file_storage_writer <folder> <key>...
-// Opens the store, prints "ready", then saves every key's record of the
-// next round, round after round, until it is killed. It starts from the
-// rounds it finds, so that each run's records are newer than the last's.
+// Opens the store, prints "ready", then saves every key's record of the next
+// round, round after round, until it is killed. It starts from the rounds it
+// finds, so that each run's records are newer than the last's.
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -13,15 +13,11 @@
 #include "ostrel_host/FileStorage.h"
 
 int main(int argc, char** argv) {
-  if (argc < 3) {
-    std::fprintf(stderr, "usage: %s <folder> <key>...\n", argv[0]);
-    return 2;
-  }
   std::string error;
-  std::unique_ptr<OstrelHost::FileStorage> storage = OstrelHost::FileStorage::Open(argv[1], &error);
+  auto storage = argc > 2 ? OstrelHost::FileStorage::Open(argv[1], &error) : nullptr;
   if (!storage) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
+    std::fprintf(stderr, "usage: %s <folder> <key>...: %s\n", argv[0], error.c_str());
+    return 2;
   }
   const std::vector<std::string> keys(argv + 2, argv + argc);
   long round = 0;
@@ -34,10 +30,7 @@ int main(int argc, char** argv) {
   std::fflush(stdout);
   for (;; ++round) {
     for (const std::string& key : keys) {
-      if (storage->Save(key.c_str(), OstrelTest::CrashRecord(key, round).c_str()) != 0) {
-        std::fprintf(stderr, "Save of %s failed\n", key.c_str());
-        return 1;
-      }
+      if (storage->Save(key.c_str(), OstrelTest::CrashRecord(key, round).c_str()) != 0) return 1;
     }
   }
 }

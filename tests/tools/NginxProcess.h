@@ -1,35 +1,29 @@
-// A real nginx, serving a folder as a static CDN on a loopback port, with its
+// A real nginx serving a folder as a static CDN on a loopback port, with its
 // configuration, logs and temporary files in a folder of its own.
 #ifndef OSTREL_TESTS_TOOLS_NGINXPROCESS_H_
 #define OSTREL_TESTS_TOOLS_NGINXPROCESS_H_
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "ScratchDir.h"
 
 namespace OstrelToolsTest {
 
-// Not thread-safe; stops nginx when destroyed.
 class NginxProcess {
  public:
-  NginxProcess() = default;
-  ~NginxProcess() { Stop(); }
-  NginxProcess(const NginxProcess&) = delete;
-  NginxProcess& operator=(const NginxProcess&) = delete;
-
   // The nginx binary; empty when it is not installed.
   static std::string Binary() {
     for (const char* path : {"/usr/sbin/nginx", "/usr/bin/nginx"}) {
@@ -38,16 +32,15 @@ class NginxProcess {
     return std::string();
   }
 
-  // Serves root on 127.0.0.1 at a free port and waits until it answers.
-  // A port found free can be taken before nginx binds it, so a few ports
-  // are tried. False, with the reason, when nginx never answered.
+  // Serves root on 127.0.0.1 and waits until it answers. A port found free
+  // can be taken before nginx binds it, so a few are tried.
   bool Start(const std::string& root, std::string& error) {
     for (int attempt = 0; attempt < 5; ++attempt) {
       port_ = FreePort();
-      if (port_ > 0 && Launch(root) && WaitUntilServing()) return true;
-      Stop();
+      std::remove(prefix_.File("error.log").c_str());
+      if (port_ > 0 && Launch(root)) return true;
     }
-    error = "nginx did not start: " + Read(prefix_.File("error.log"));
+    error = "nginx did not start: " + Read("error.log");
     return false;
   }
 
@@ -56,40 +49,15 @@ class NginxProcess {
   // One line per request served: "GET /path HTTP/1.1 200".
   std::vector<std::string> Requests() const {
     std::vector<std::string> lines;
-    std::istringstream log(Read(prefix_.File("access.log")));
+    std::istringstream log(Read("access.log"));
     for (std::string line; std::getline(log, line);) lines.push_back(line);
     return lines;
   }
 
-  void Stop() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-  }
-
  private:
-  static int FreePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) return -1;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    int port = -1;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-      port = ntohs(address.sin_port);
-    }
-    close(fd);
-    return port;
-  }
-
-  static std::string Read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
+  std::string Read(const std::string& name) const {
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(prefix_.File(name)).rdbuf();
     return text.str();
   }
 
@@ -99,56 +67,59 @@ class NginxProcess {
     // private folders; every path it writes lies in its prefix.
     std::ofstream(prefix + "/nginx.conf", std::ios::trunc)
         << "daemon off;\nmaster_process off;\nworker_processes 1;\n"
-        << "pid " << prefix << "/nginx.pid;\n"
-        << "error_log " << prefix << "/error.log warn;\n"
-        << "events { worker_connections 64; }\n"
-        << "http {\n"
+        << "pid " << prefix << "/nginx.pid;\nerror_log " << prefix << "/error.log warn;\n"
+        << "events { worker_connections 64; }\nhttp {\n"
         << "  log_format requests '$request $status';\n"
         << "  access_log " << prefix << "/access.log requests;\n"
-        << "  client_body_temp_path " << prefix << "/body;\n"
-        << "  proxy_temp_path " << prefix << "/proxy;\n"
-        << "  fastcgi_temp_path " << prefix << "/fastcgi;\n"
-        << "  uwsgi_temp_path " << prefix << "/uwsgi;\n"
-        << "  scgi_temp_path " << prefix << "/scgi;\n"
+        << "  client_body_temp_path " << prefix << "/body;\n  proxy_temp_path " << prefix
+        << "/proxy;\n  fastcgi_temp_path " << prefix << "/fastcgi;\n  uwsgi_temp_path " << prefix
+        << "/uwsgi;\n  scgi_temp_path " << prefix << "/scgi;\n"
         << "  types { application/json json; }\n"
-        << "  server { listen 127.0.0.1:" << port_ << "; root " << root << "; }\n"
-        << "}\n";
-    const std::string binary = Binary();
-    const std::string config = prefix + "/nginx.conf";
-    const std::string errorLog = prefix + "/error.log";
-    std::vector<std::string> args = {binary, "-p", prefix + "/", "-c", config, "-e", errorLog};
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(&arg[0]);
-    argv.push_back(nullptr);
-    return posix_spawn(&pid_, binary.c_str(), nullptr, nullptr, argv.data(), environ) == 0;
-  }
-
-  // Polls the port, since nginx gives no other sign that it serves; ends
-  // early when nginx has exited (its port taken, say).
-  bool WaitUntilServing() {
+        << "  server { listen 127.0.0.1:" << port_ << "; root " << root << "; }\n}\n";
+    process_ = std::make_unique<OstrelTest::ChildProcess>(
+        Binary(), std::vector<std::string>{"-p", prefix + "/", "-c", prefix + "/nginx.conf", "-e",
+                                           prefix + "/error.log"});
+    // nginx gives no sign that it serves but its answers; it ends early when
+    // its port was taken.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < deadline) {
-      int status = 0;
-      if (waitpid(pid_, &status, WNOHANG) == pid_) {
-        pid_ = -1;
-        return false;
-      }
-      const int fd = socket(AF_INET, SOCK_STREAM, 0);
-      sockaddr_in address{};
-      address.sin_family = AF_INET;
-      address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      address.sin_port = htons(static_cast<uint16_t>(port_));
-      const bool connected =
-          connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
-      close(fd);
-      if (connected) return true;
+    while (process_->started() && std::chrono::steady_clock::now() < deadline) {
+      if (Read("error.log").find("bind()") != std::string::npos) break;
+      if (Answers()) return true;
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+    process_.reset();
     return false;
   }
 
+  // A port the system hands out, free again once the probe is closed.
+  static int FreePort() {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = Loopback(0);
+    socklen_t length = sizeof address;
+    const bool bound = bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+                       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+    close(fd);
+    return bound ? ntohs(address.sin_port) : -1;
+  }
+
+  static sockaddr_in Loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    return address;
+  }
+
+  bool Answers() const {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = Loopback(port_);
+    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    return connected;
+  }
+
   OstrelTest::ScratchDir prefix_;
-  pid_t pid_ = -1;
+  std::unique_ptr<OstrelTest::ChildProcess> process_;
   int port_ = 0;
 };
 

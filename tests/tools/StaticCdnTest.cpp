@@ -17,32 +17,16 @@
 
 namespace {
 
-using OstrelLocal::LocalSession;
 using OstrelLocal::Notification;
-using OstrelToolsTest::CapturedLog;
 using OstrelToolsTest::NginxProcess;
 using OstrelToolsTest::Standard;
 using OstrelToolsTest::TempFolder;
 
 constexpr std::chrono::seconds kWait(10);
 
-// Publishes a new ui namespace; its resource id.
-std::string PublishTheme(TempFolder& data, OstrelServer::ConfigServer& server,
-                         const std::string& theme) {
-  data.Write("app/ui.json", Standard("{\"theme\":\"" + theme + "\"}"));
-  const OstrelServer::PublishReport report = server.Publish();
-  EXPECT_TRUE(report.errors.empty());
-  if (report.changed.size() != 1 || report.changed[0].rfind("app/ui v", 0) != 0) {
-    ADD_FAILURE() << "nothing published";
-    return std::string();
-  }
-  return "app/ns/ui/" + report.changed[0].substr(8) + ".json";
-}
-
-// The requests nginx served since the last call.
-// nginx writes its access log line after the answer has left, so the lines
-// of requests the client has seen answered may still be on their way: wait
-// for count of them, at most five seconds.
+// The requests nginx served since the last call. nginx logs a request after
+// its answer has left, so the lines of answers the client has seen may still
+// be on their way: wait for count of them, at most five seconds.
 std::vector<std::string> NewRequests(const NginxProcess& nginx, size_t& seen, size_t count) {
   std::vector<std::string> all = nginx.Requests();
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
@@ -65,23 +49,30 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   NginxProcess nginx;
   std::string error;
   ASSERT_TRUE(nginx.Start(tree.path(), error)) << error;
-
   OstrelServer::ServerOptions options;
   options.publish.dataDir = data.path();
   options.publish.exportDir = tree.path();
   options.publish.cdn = "127.0.0.1:" + std::to_string(nginx.Port());
-  CapturedLog log;
+  OstrelToolsTest::CapturedLog log;
   OstrelServer::ConfigServer server(options, log.Sink());
   ASSERT_TRUE(server.Start("127.0.0.1", 0));
+  // Publishes a new theme; the resource id of its namespace.
+  auto publish = [&](const std::string& theme) {
+    data.Write("app/ui.json", Standard("{\"theme\":\"" + theme + "\"}"));
+    const OstrelServer::PublishReport report = server.Publish();
+    EXPECT_TRUE(report.errors.empty());
+    EXPECT_EQ(report.changed.size(), 1u);
+    return report.changed.empty() ? "" : "app/ns/ui/" + report.changed[0].substr(8) + ".json";
+  };
 
   OstrelLocal::SessionOptions session;
   session.server = "127.0.0.1:" + std::to_string(server.Port());
   session.appKey = "app";
-  session.storePath = store.path() + "/store.db";
+  session.storePath = store.File("store.db");
   session.signDir = OSTREL_DEV_SIGN_DIR;
   session.logLevel = 3;
   Ostrel::EngineRoot::ForgetUpdateCheckForTest();
-  LocalSession client;
+  OstrelLocal::LocalSession client;
   ASSERT_TRUE(client.Start(session, error)) << error;
   client.Listen("ui");
 
@@ -98,17 +89,16 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   EXPECT_EQ(downloads[1], "GET /app/ns/ui/" + first.version + ".json HTTP/1.1 200");
 
   // A re-export reaches the listener through the notice, again from nginx.
-  const std::string second = PublishTheme(data, server, "light");
+  const std::string second = publish("light");
   ASSERT_TRUE(client.RelayGatewayNotice());
-  Notification update;
-  ASSERT_TRUE(client.WaitForDownload("ui", first.version, kWait, &update));
+  ASSERT_TRUE(client.WaitForDownload("ui", first.version, kWait));
   EXPECT_EQ(client.Get("ui", "theme", "none"), "light");
   const std::vector<std::string> reexport = NewRequests(nginx, seen, 2);
   ASSERT_EQ(reexport.size(), 2u);
   EXPECT_EQ(reexport[1], "GET /" + second + " HTTP/1.1 200");
 
   // A damaged file on the CDN fails its digest: the signed API serves it.
-  const std::string third = PublishTheme(data, server, "green");
+  const std::string third = publish("green");
   tree.Write(third, Standard("{\"theme\":\"tampered\"}"));
   ASSERT_TRUE(client.RelayGatewayNotice());
   ASSERT_TRUE(client.WaitForCount(3, kWait));
@@ -117,11 +107,9 @@ TEST(StaticCdn, ServesDownloadsFallsBackOnDamageAndFollowsReExports) {
   const std::vector<std::string> damaged = NewRequests(nginx, seen, 2);
   ASSERT_EQ(damaged.size(), 2u);
   EXPECT_EQ(damaged[1], "GET /" + third + " HTTP/1.1 200");
-  EXPECT_TRUE(log.WaitFor(" GET /downloadResource?resourceId=" + third + " -> 200", 1));
-
-  // The server itself never served a CDN path.
+  EXPECT_TRUE(log.WaitFor(" GET /downloadResource?resourceId=" + third + " -> 200"));
   for (const std::string& line : log.Lines()) {
-    EXPECT_EQ(line.find(" GET /app/"), std::string::npos) << line;
+    EXPECT_EQ(line.find(" GET /app/"), std::string::npos) << "the server served the CDN: " << line;
   }
 }
 
