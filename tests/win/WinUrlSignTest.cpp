@@ -1,5 +1,6 @@
 // WinUrlSign against stand-ins of the security DLLs (KelsafeDouble.h), which
-// the build lays out in folders under kelsafe\ beside this executable.
+// the build lays out in folders under kelsafe\ beside this executable, one
+// folder per way the security SDK may be installed or broken.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 
 #include "KelsafeDouble.h"
 #include "ScopedLogCapture.h"
-#include "host/Settings.h"
 #include "net/OstrelSign.h"
 #include "net/WinUrlSign.h"
 
@@ -24,13 +24,12 @@ const char kLoadPathError[] = "Start|Load KelsafePath.dll error\n";
 
 std::wstring ExecutableDirectory() {
   wchar_t path[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  const std::wstring full(path);
+  const std::wstring full(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
   return full.substr(0, full.rfind(L'\\'));
 }
 
 std::wstring Folder(const std::wstring& layout) {
-  return ExecutableDirectory() + L"\\kelsafe\\" + layout;
+  return layout.empty() ? layout : ExecutableDirectory() + L"\\kelsafe\\" + layout;
 }
 
 bool IsLoaded(const std::wstring& path) { return GetModuleHandleW(path.c_str()) != nullptr; }
@@ -45,11 +44,9 @@ class Pinned {
   }
   Pinned(const Pinned&) = delete;
   Pinned& operator=(const Pinned&) = delete;
-
   int LiveObjects() const {
-    if (module_ == nullptr) return -1;
-    auto count = reinterpret_cast<int (*)()>(
-        reinterpret_cast<void (*)()>(GetProcAddress(module_, KelsafeDouble::kLiveObjectsSymbol)));
+    auto count = reinterpret_cast<int (*)()>(reinterpret_cast<void (*)()>(
+        module_ != nullptr ? GetProcAddress(module_, KelsafeDouble::kLiveObjectsSymbol) : nullptr));
     return count == nullptr ? -1 : count();
   }
 
@@ -59,9 +56,6 @@ class Pinned {
 
 class WinUrlSignTest : public LoggerFixture {
  protected:
-  // The folder the next signers look in; empty: beside the executable.
-  void UseFolder(const std::wstring& configured) { folder = configured; }
-
   // "method|text" of each error line of the signer, in order.
   std::vector<std::string> ErrorLines() const {
     std::vector<std::string> lines;
@@ -72,157 +66,115 @@ class WinUrlSignTest : public LoggerFixture {
     }
     return lines;
   }
-
-  std::wstring folder;
 };
 
+// Each start hands back what it got, whole or half started; the path DLL is
+// asked once and never kept. No folder configured: beside the executable.
 TEST_F(WinUrlSignTest, InitFindsTheProxyOrSaysWhyNot) {
   const struct {
-    const wchar_t* layout;
+    const wchar_t *layout, *proxy;
     bool started;
     std::vector<std::string> lines;
   } cases[] = {
-      {L"installed", true, {}},
-      {L"beside", true, {kLoadPathError}},
-      {L"unknown-directory", true,
+      {L"installed", L"sdk\\KelsafeProxy.dll", true, {}},
+      {L"beside", L"KelsafeProxy.dll", true, {kLoadPathError}},
+      {L"", L"KelsafeProxy.dll", true, {kLoadPathError}},
+      {L"unknown-directory",
+       L"KelsafeProxy.dll",
+       true,
        {"Start|GetSDKDirectoryPath error,please make sure the SDK is installed\n"}},
-      {L"absent", false, {kLoadPathError, "Start|Get IErrorCode error\n"}},
-      {L"no-query", false, {kLoadPathError, "Start|Get IErrorCode error\n"}},
-      {L"no-signer", false, {kLoadPathError, "Start|Get IUrlSignProxy error\n"}},
+      {L"absent", nullptr, false, {kLoadPathError, "Start|Get IErrorCode error\n"}},
+      {L"no-query", nullptr, false, {kLoadPathError, "Start|Get IErrorCode error\n"}},
+      {L"no-signer",
+       L"KelsafeProxy.dll",
+       false,
+       {kLoadPathError, "Start|Get IUrlSignProxy error\n"}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(std::wstring(c.layout)));
-    UseFolder(Folder(c.layout));
+    const std::wstring folder = c.layout[0] == L'\0' ? ExecutableDirectory() : Folder(c.layout);
+    Pinned proxy(c.proxy != nullptr ? folder + L"\\" + c.proxy : L"");
     logger.Clear();
     WinUrlSign signer;
-    signer.SetLibraryFolder(folder);
+    signer.SetLibraryFolder(Folder(c.layout));
     EXPECT_EQ(c.started, signer.Init());
     EXPECT_EQ(c.lines, ErrorLines());
     EXPECT_EQ(c.started ? "sig(k,t)" : "", signer.Sign("k", "t"));
-    // The path DLL is only asked once and never kept.
-    EXPECT_FALSE(IsLoaded(Folder(c.layout) + L"\\KelsafePath64.dll"));
+    EXPECT_FALSE(IsLoaded(folder + L"\\KelsafePath64.dll"));
+    if (c.proxy != nullptr)
+      EXPECT_EQ(proxy.LiveObjects(), c.started ? 2 : 0);  // proxy, error codes
+    signer.Release();
+    if (c.proxy != nullptr) EXPECT_EQ(proxy.LiveObjects(), 0);
   }
+  Pinned path(Folder(L"installed") + L"\\KelsafePath64.dll");
+  WinUrlSign signer;
+  signer.SetLibraryFolder(Folder(L"installed"));
+  ASSERT_TRUE(signer.Init());
+  EXPECT_EQ(0, path.LiveObjects());
 }
 
-TEST_F(WinUrlSignTest, WithoutAConfiguredFolderLooksBesideTheExecutable) {
+TEST_F(WinUrlSignTest, SignaturesTravelAsWideStringsAndFailuresAreEmptyAndLogged) {
   WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
-  EXPECT_TRUE(signer.Init());
-  EXPECT_EQ(std::vector<std::string>{kLoadPathError}, ErrorLines());
-  EXPECT_EQ("sig(k,t)", signer.Sign("k", "t"));
-}
-
-TEST_F(WinUrlSignTest, SignaturesTravelAsWideStringsBothWays) {
-  UseFolder(Folder(L"installed"));
-  WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
-  const struct {
-    std::string appKey;
-    std::string text;
-  } cases[] = {
-      {"app-key", "/checkUpdate&app-key&1.0.0&device 1&1700000000"},
-      {"cl\xC3\xA9", "/p&\xE4\xB8\xAD\xE6\x96\x87&\xF0\x9F\x94\x91"},  // é, 中文, U+1F511
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ("sig(" + c.appKey + "," + c.text + ")", signer.Sign(c.appKey, c.text));
-  }
-  EXPECT_TRUE(ErrorLines().empty());
-}
-
-TEST_F(WinUrlSignTest, FailedSignaturesAreEmptyAndLogged) {
-  UseFolder(Folder(L"installed"));
-  WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
+  signer.SetLibraryFolder(Folder(L"installed"));
   ASSERT_TRUE(signer.Init());
   const std::string tooLong(WinUrlSign::kMaxInputLength + 1, 'a');
+  const std::string refused = "Sign|Sign refused: appKey or text longer than 65536";
   const struct {
-    std::string appKey;
-    std::string text;
-    std::string line;
+    std::string appKey, text, signature, line;
   } cases[] = {
-      {"", "t", "UrlSign|UrlSign error result:40101"},
-      {"k", std::string(WinUrlSign::kSignatureCapacity, 't'), "UrlSign|UrlSign error result:40102"},
-      {"k", tooLong, "Sign|Sign refused: appKey or text longer than 65536"},
-      {tooLong, "t", "Sign|Sign refused: appKey or text longer than 65536"},
+      {"app-key", "/checkUpdate&app-key&1.0.0&device 1&1700000000",
+       "sig(app-key,/checkUpdate&app-key&1.0.0&device 1&1700000000)", ""},
+      // é, 中文, U+1F511
+      {"cl\xC3\xA9", "/p&\xE4\xB8\xAD\xE6\x96\x87&\xF0\x9F\x94\x91",
+       "sig(cl\xC3\xA9,/p&\xE4\xB8\xAD\xE6\x96\x87&\xF0\x9F\x94\x91)", ""},
+      // A stand-in that fills the buffer without a terminator is cut there.
+      {KelsafeDouble::kUnterminatedAppKey, "t",
+       std::string(WinUrlSign::kSignatureCapacity - 1, 'x'), ""},
+      {"", "t", "", "UrlSign|UrlSign error result:40101"},
+      {"k", std::string(WinUrlSign::kSignatureCapacity, 't'), "",
+       "UrlSign|UrlSign error result:40102"},
+      {"k", tooLong, "", refused},
+      {tooLong, "t", "", refused},
   };
   for (const auto& c : cases) {
     logger.Clear();
-    EXPECT_EQ("", signer.Sign(c.appKey, c.text));
-    EXPECT_EQ(std::vector<std::string>{c.line}, ErrorLines());
+    EXPECT_EQ(c.signature, signer.Sign(c.appKey, c.text));
+    EXPECT_EQ(c.line.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.line},
+              ErrorLines());
   }
 }
 
-TEST_F(WinUrlSignTest, UnterminatedSignatureIsCutAtTheBuffer) {
-  UseFolder(Folder(L"installed"));
-  WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
-  EXPECT_EQ(std::string(WinUrlSign::kSignatureCapacity - 1, 'x'),
-            signer.Sign(KelsafeDouble::kUnterminatedAppKey, "t"));
-}
-
-TEST_F(WinUrlSignTest, EveryObjectHandedOutIsReleased) {
-  const std::wstring installed = Folder(L"installed");
-  Pinned path(installed + L"\\KelsafePath64.dll");
-  Pinned proxy(installed + L"\\sdk\\KelsafeProxy.dll");
-  Pinned noSigner(Folder(L"no-signer") + L"\\KelsafeProxy.dll");
-
-  UseFolder(installed);
-  WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
-  ASSERT_TRUE(signer.Init());
-  EXPECT_EQ(0, path.LiveObjects());
-  EXPECT_EQ(2, proxy.LiveObjects());  // the proxy and its error codes
-  signer.Release();
-  EXPECT_EQ(0, proxy.LiveObjects());
-  EXPECT_EQ("", signer.Sign("k", "t"));
-
-  // A half-successful start gives back the error-code object it got.
-  UseFolder(Folder(L"no-signer"));
-  WinUrlSign failing;
-  failing.SetLibraryFolder(folder);
-  EXPECT_FALSE(failing.Init());
-  EXPECT_EQ(0, noSigner.LiveObjects());
-}
-
-TEST_F(WinUrlSignTest, ReleaseUnloadsTheProxyAndInitLoadsItAgain) {
+// Release unloads the proxy and Init loads it again. Loading DLLs that are
+// not there costs one attempt, not one per request; the next start looks
+// again.
+TEST_F(WinUrlSignTest, ReleaseUnloadsAndAFailedStartIsTriedOnce) {
   const std::wstring proxy = Folder(L"installed") + L"\\sdk\\KelsafeProxy.dll";
-  UseFolder(Folder(L"installed"));
   WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
+  signer.SetLibraryFolder(Folder(L"installed"));
   ASSERT_TRUE(signer.Init());
   EXPECT_TRUE(signer.Init());  // already started: nothing more is loaded
   EXPECT_TRUE(IsLoaded(proxy));
   signer.Release();
   EXPECT_FALSE(IsLoaded(proxy));
-  ASSERT_TRUE(signer.Init());
-  EXPECT_EQ("sig(k,t)", signer.Sign("k", "t"));
-}
+  EXPECT_EQ("", signer.Sign("k", "t"));
 
-// Loading DLLs that are not there costs one attempt, not one per request;
-// the next start looks again.
-TEST_F(WinUrlSignTest, SignStartsAnUnstartedSignerOnce) {
-  UseFolder(Folder(L"absent"));
-  WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
-  EXPECT_EQ("", signer.Sign("k", "t"));
-  EXPECT_EQ("", signer.Sign("k", "t"));
+  WinUrlSign absent;
+  absent.SetLibraryFolder(Folder(L"absent"));
+  EXPECT_EQ("", absent.Sign("k", "t"));
+  EXPECT_EQ("", absent.Sign("k", "t"));
   EXPECT_EQ(1u, logger.Count("Get IErrorCode error"));
-
-  signer.SetLibraryFolder(Folder(L"installed"));
-  EXPECT_EQ("", signer.Sign("k", "t"));
-  EXPECT_TRUE(signer.Init());
-  EXPECT_EQ("sig(k,t)", signer.Sign("k", "t"));
+  absent.SetLibraryFolder(Folder(L"installed"));
+  EXPECT_EQ("", absent.Sign("k", "t"));
+  EXPECT_TRUE(absent.Init());
+  EXPECT_EQ("sig(k,t)", absent.Sign("k", "t"));
 }
 
 // Signatures in flight keep the DLL loaded while Release and Init swap it.
 TEST_F(WinUrlSignTest, ReleaseRacingSignNeverUnloadsACallInProgress) {
-  const std::wstring installed = Folder(L"installed");
-  Pinned proxy(installed + L"\\sdk\\KelsafeProxy.dll");
-  UseFolder(installed);
+  Pinned proxy(Folder(L"installed") + L"\\sdk\\KelsafeProxy.dll");
   WinUrlSign signer;
-  signer.SetLibraryFolder(folder);
+  signer.SetLibraryFolder(Folder(L"installed"));
   ASSERT_TRUE(signer.Init());
-
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0};
   std::vector<std::thread> signers;
