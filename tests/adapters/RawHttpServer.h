@@ -29,6 +29,16 @@
 namespace OstrelTest {
 
 class RawHttpServer {
+#ifdef _WIN32
+  using Socket = SOCKET;
+  static constexpr int kSendFlags = 0;
+  static constexpr bool kKeepAlive = false;
+#else
+  using Socket = int;
+  static constexpr int kSendFlags = MSG_NOSIGNAL;
+  static constexpr bool kKeepAlive = true;
+#endif
+
  public:
   struct SeenRequest {
     std::string target;  // path and query, as on the request line
@@ -88,8 +98,9 @@ class RawHttpServer {
   RawHttpServer(const RawHttpServer&) = delete;
   RawHttpServer& operator=(const RawHttpServer&) = delete;
 
-  // Answers requests for path (without its query) with bytes, on a
-  // connection that stays open for the next request.
+  // Answers requests for path (without its query) with bytes. The
+  // connection stays open for the next request, but on Windows, where a
+  // shutdown does not wake a receive under way, each answer closes it.
   void Answer(const std::string& path, const std::string& bytes) { Route(path, bytes, false); }
   // Sends bytes (possibly none), then holds the connection until the end.
   void Hold(const std::string& path, const std::string& bytes = "") { Route(path, bytes, true); }
@@ -98,6 +109,7 @@ class RawHttpServer {
                               const std::vector<std::string>& headers = {}) {
     std::string text = "HTTP/1.1 " + std::to_string(status) + " " + reason + "\r\n";
     for (const std::string& header : headers) text += header + "\r\n";
+    if (!kKeepAlive) text += "Connection: close\r\n";
     return text + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
   }
 
@@ -117,14 +129,6 @@ class RawHttpServer {
   }
 
  private:
-#ifdef _WIN32
-  using Socket = SOCKET;
-  static constexpr int kSendFlags = 0;
-#else
-  using Socket = int;
-  static constexpr int kSendFlags = MSG_NOSIGNAL;
-#endif
-
   static sockaddr_in Loopback(int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -199,8 +203,8 @@ class RawHttpServer {
       if (route.second) {
         std::unique_lock<std::mutex> lock(mutex_);
         changed_.wait(lock, [this] { return stopping_; });
-        open = false;
       }
+      open = kKeepAlive && !route.second;
     }
     // Off the list before the close, so that the destructor never shuts
     // down a socket number the system has handed out again.

@@ -69,7 +69,7 @@ TEST(StreamLogger, WritesStampedLinesToAFileOrAStream) {
   FILE* stream = std::fopen(path.c_str(), "a");
   ASSERT_NE(stream, nullptr);
   StreamLogger(stream).Log(1, "Ostrel.Test", "Run", "hello");
-  EXPECT_EQ(std::fputs("and the stream is still open\n", stream), 1);
+  EXPECT_GE(std::fputs("and the stream is still open\n", stream), 0);
   std::fclose(stream);
   EXPECT_EQ(Unstamped(path),
             (std::vector<std::string>{"W T M: first", "W T M: second", "I Ostrel.Test Run: hello",
