@@ -84,7 +84,9 @@ class DevSigner {
     const int result =
         (*signer_)->UrlSign(appKey != nullptr ? key.c_str() : nullptr,
                             text != nullptr ? message.c_str() : nullptr, out.data(), capacity);
-    if (result != kOk) EXPECT_EQ((*errors_)->GetLastErrorCode(), result);
+    if (result != kOk) {
+      EXPECT_EQ((*errors_)->GetLastErrorCode(), result);
+    }
     for (const wchar_t* c = out.data(); *c != L'\0'; ++c) *signature += static_cast<char>(*c);
     return result;
   }
