@@ -1,6 +1,9 @@
 #include "ostrel_host/FileStorage.h"
 
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include <filesystem>
 #include <fstream>
@@ -105,8 +108,28 @@ TEST_F(FileStorageTest, OpenCleansUpAfterACrashAndRefusesAFile) {
 #endif
   EXPECT_EQ(FileStorage::Open("", &error), nullptr);
   EXPECT_EQ(error, "empty folder path");
-  EXPECT_EQ(FileStorage::Open(file + "/below"), nullptr);
+  EXPECT_EQ(FileStorage::Open(file + "/below", &error), nullptr);
+#ifdef _WIN32
+  EXPECT_EQ(error.rfind(file + "/below: error 267", 0), 0u) << error;
+#else
+  EXPECT_EQ(error, file + "/below: Not a directory");
+#endif
 }
+
+#ifndef _WIN32
+// A daemon may have closed its standard input: the next file it opens is
+// then descriptor 0, which is a file like any other.
+TEST_F(FileStorageTest, ReadsAndWritesThroughDescriptorZero) {
+  ASSERT_EQ(storage->Save("k", "v"), 0);
+  const int input = dup(0);
+  close(0);
+  EXPECT_EQ(Loaded(*storage, "k"), "v");
+  EXPECT_EQ(storage->Save("k", "w"), 0);
+  dup2(input, 0);
+  close(input);
+  EXPECT_EQ(Loaded(*storage, "k"), "w");
+}
+#endif
 
 // A second store on the folder stands for a second process.
 TEST_F(FileStorageTest, WritersOfOneFolderNeverMixRecords) {

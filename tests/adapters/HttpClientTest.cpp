@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
@@ -106,6 +107,8 @@ TEST(HttpClient, AnyAnswerCompletesTheExchangeAndOnly2xxSucceeds) {
        "{\"k\":\"v\"}\nline", ""},
       {"/created", Raw::Response(201, "Created", "made"), 201, "true", "made", ""},
       {"/missing", "", 404, "false", "", "HTTP 404"},
+      // A redirect without a place to go is an answer like any other.
+      {"/nowhere", Raw::Response(302, "Found", "stay"), 302, "false", "stay", "HTTP 302"},
       {"/choices", Raw::Response(300, "Multiple Choices", "pick"), 300, "false", "pick",
        "HTTP 300"},
       {"/error", Raw::Response(500, "Internal Server Error", "broken"), 500, "false", "broken",
@@ -134,6 +137,7 @@ TEST(HttpClient, AnyAnswerCompletesTheExchangeAndOnly2xxSucceeds) {
         << sent.response.header;
     EXPECT_EQ(sent.response.header.find("\r\nX-Served-By: local\r\n") != std::string::npos,
               c.path == "/doc");
+    ASSERT_EQ(server.Requests().size(), static_cast<size_t>(&c - cases + 1));
     const Raw::SeenRequest seen = server.Requests().back();
     EXPECT_TRUE(Matches("GET " + c.path + "?id=a%2Fb&sign=s HTTP/1.1\r\n*", seen.head));
     EXPECT_EQ(seen.Header("o-sign"), "0a1b2c");
@@ -218,6 +222,21 @@ TEST(HttpClient, RefusesWhatItCannotSend) {
   EXPECT_EQ(response.message, "empty URL");
   EXPECT_EQ(client.Send(nullptr, &response), -1);
   EXPECT_EQ(client.Send(&empty, nullptr), -1);
+}
+
+// A host's response object that throws must not unwind through the client,
+// nor leave a success behind.
+TEST(HttpClient, AThrowingResponseEndsInAFailure) {
+  struct ThrowingResponse : TestResponse {
+    void SetMessage(const char*) override { throw std::bad_alloc(); }
+  };
+  Raw server;
+  server.Answer("/doc", Raw::Response(200, "OK", "doc"));
+  Client client(Loopback());
+  ThrowingResponse response;
+  OstrelHost::HttpGetRequest request(server.Url("/doc"));
+  EXPECT_EQ(client.Send(&request, &response), -1);
+  EXPECT_EQ(response.success, "false");
 }
 
 // Header lines carry a signed request's signature, which only its own
@@ -344,6 +363,7 @@ TEST(HttpClient, CompressedBodiesArriveDecoded) {
   Client client(Loopback());
   const Sent sent = Send(client, server.Url("/gz"));
   ASSERT_EQ(sent.result, 0) << sent.response.message;
+  ASSERT_EQ(server.Requests().size(), 1u);
   const std::string accepted = server.Requests()[0].Header("Accept-Encoding");
   if (accepted.find("gzip") == std::string::npos) GTEST_SKIP() << "no decoding: " << accepted;
   EXPECT_EQ(sent.response.body, "{\"k\":\"gzipped\"}");

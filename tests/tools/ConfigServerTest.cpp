@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <string>
@@ -124,6 +125,7 @@ TEST(ConfigServer, NoticeLongPollAnswersOnPublicationAndOnStop) {
   const std::string known = OstrelLocal::NoticeField(before, "resourceId");
   ASSERT_EQ(known.rfind("app/index-", 0), 0u) << before;
   EXPECT_EQ(notice("&known=other&wait=30"), before) << "already behind: at once";
+  EXPECT_EQ(notice("&known=" + known), before) << "no wait asked: at once";
   EXPECT_EQ(notice("&wait=2x"), "status 400");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(notice("&known=" + known + "&wait=1"), before);
@@ -153,6 +155,13 @@ TEST(ConfigServer, NoticeLongPollAnswersOnPublicationAndOnStop) {
   ASSERT_TRUE(log.WaitFor(waiting, kPolls + 1));
   server.Stop();
   EXPECT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  // Only the requests that had to wait said so.
+  const std::vector<std::string> lines = log.Lines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.find(" waiting up to ") != std::string::npos;
+                          }),
+            kPolls + 2);
 }
 
 TEST(ConfigServer, RefusesToStartWithoutItsDataFolderOrAddress) {

@@ -93,6 +93,11 @@ TEST(StoreListing, AMissingStoreIsAnErrorAndIsNotCreated) {
   EXPECT_EQ(error, "unable to open database file");
 #endif
   EXPECT_FALSE(std::filesystem::exists(missing));
+  // No path names no store either.
+  EXPECT_FALSE(StoreListing::Read("", listing, error));
+#ifdef _WIN32
+  EXPECT_EQ(error, "not a usable path");
+#endif
 }
 
 }  // namespace
