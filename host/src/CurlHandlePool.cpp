@@ -19,7 +19,7 @@ CurlHandlePool::Handle::~Handle() {
 }
 
 CurlHandlePool::Lease::~Lease() {
-  if (pool_ != nullptr && handle_) pool_->Release(std::move(handle_));
+  if (handle_) pool_->Release(std::move(handle_));
 }
 
 CurlHandlePool::CurlHandlePool(size_t maxIdle)
