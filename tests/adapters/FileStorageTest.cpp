@@ -5,11 +5,14 @@
 #include <unistd.h>
 #endif
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "ScratchDir.h"
 #include "StoreContract.h"
@@ -63,10 +66,33 @@ TEST_F(FileStorageTest, RecordsComeBackByteForByteFromFilesOfTheirOwn) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), StoredRecords()[2].value);
 }
 
-TEST_F(FileStorageTest, RemoveAndClearTouchRecordsAlone) {
+// The library asks for keys it never saved at every first start: an absent
+// key is answered at once, not after the waits that a busy file earns.
+TEST_F(FileStorageTest, RemoveAndClearTouchRecordsAloneAndAbsenceIsToldAtOnce) {
   WriteFile(scratch.File("notes.txt"), "the host's own file");
   ExpectRemoveClearAndNulls(*storage);
   EXPECT_EQ(FilesIn(scratch.path()), std::set<std::string>{"notes.txt"});
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(Loaded(*storage, "absent"), "<null>");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+// Another process that opens the folder removes the temporary files it
+// finds, a live writer's too: that writer finds its file gone at the rename
+// and writes again.
+TEST_F(FileStorageTest, SavesSurviveAnotherProcessOpeningTheFolder) {
+  std::atomic<bool> saving{true};
+  std::thread opener([&] {
+    while (saving.load()) EXPECT_NE(FileStorage::Open(scratch.path()), nullptr);
+  });
+  int failures = 0;
+  for (int round = 0; round < 200; ++round) {
+    failures += storage->Save("k", WriterPattern(0, round).c_str()) != 0 ? 1 : 0;
+  }
+  saving.store(false);
+  opener.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(Loaded(*storage, "k"), WriterPattern(0, 199));
 }
 
 TEST_F(FileStorageTest, KeysTooLongForAFileNameAreRefused) {

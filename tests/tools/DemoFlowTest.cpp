@@ -129,7 +129,9 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     // Later changes arrive as relayed gateway notices, with no rate limit.
     data.Write("app/ui.json", Standard("{\"theme\":\"green\",\"size\":\"14\"}"));
     server.Publish();
-    std::string notice;
+    std::string notice = "left over";
+    EXPECT_FALSE(session.FetchFromServer("app/none.json", notice)) << "a 404 is no answer";
+    EXPECT_EQ(notice, "");
     ASSERT_TRUE(session.FetchFromServer("admin/notice?appKey=app", notice));
     const std::string index = OstrelLocal::NoticeField(notice, "resourceId");
     std::string indexBody;

@@ -12,6 +12,7 @@
 #ifdef _WIN32
 #include <windows.h>
 
+#include "SignerFolder.h"
 #include "net/KelsafeInterfaces.h"
 #else
 #include <dlfcn.h>
@@ -178,6 +179,8 @@ TEST(DevSigner, TheDllsRefuseQueriesTheyCannotAnswer) {
     EXPECT_EQ(query(kErrorCodeId, nullptr), 1);
     FreeLibrary(module);
   }
+  // The CLI finds them where this test does, beside the program.
+  EXPECT_EQ(OstrelCli::DefaultSignerFolder(), std::string(folder.begin(), folder.end()));
   // Text that is no UTF-16 cannot be signed.
   Loaded<IUrlSignProxy> signer(folder + L"\\" + kProxyLibraryName, kUrlSignProxyId);
   const wchar_t loneSurrogate[] = {0xD800, L'x', 0};
