@@ -370,23 +370,6 @@ TEST(HttpClient, DestroyingTheClientEndsAndAwaitsTheSendsUnderWay) {
   }
 }
 
-// Where the system decodes compressed bodies it asks for them.
-TEST(HttpClient, CompressedBodiesArriveDecoded) {
-  static const char kGzip[] =
-      "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xab\x56\xca\x56\xb2\x52\x4a\xaf\xca\x2c"
-      "\x28\x48\x4d\x51\xaa\x05\x00\x4e\x89\x40\x9c\x0f\x00\x00\x00";
-  Raw server;
-  server.Answer("/gz", Raw::Response(200, "OK", std::string(kGzip, sizeof kGzip - 1),
-                                     {"Content-Encoding: gzip"}));
-  Client client(Loopback());
-  const Sent sent = Send(client, server.Url("/gz"));
-  ASSERT_EQ(sent.result, 0) << sent.response.message;
-  ASSERT_EQ(server.Requests().size(), 1u);
-  const std::string accepted = server.Requests()[0].Header("Accept-Encoding");
-  if (accepted.find("gzip") == std::string::npos) GTEST_SKIP() << "no decoding: " << accepted;
-  EXPECT_EQ(sent.response.body, "{\"k\":\"gzipped\"}");
-}
-
 // With an explicit proxy the request goes to the proxy, in absolute form.
 TEST(HttpClient, AnExplicitProxyCarriesTheRequest) {
   Raw proxy;
