@@ -3,6 +3,7 @@
 // the transport's own words differ.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -387,6 +388,30 @@ TEST(HttpClient, AnExplicitProxyCarriesTheRequest) {
   EXPECT_EQ(sent.response.body, "through the proxy");
   ASSERT_EQ(proxy.Requests().size(), 1u);
   EXPECT_EQ(proxy.Requests()[0].Header("o-sign"), "0a1b2c");
+
+  // A proxy that asks for credentials gets them, in a scheme it offers;
+  // its refusal of them is the answer.
+  Raw asking;
+  for (const std::string target : {"http://config.example/doc", "http://config.example:80/doc"}) {
+    asking.Answer(target, Raw::Response(407, "Proxy Authentication Required", "",
+                                        {"Proxy-Authenticate: Basic realm=\"test\""}));
+  }
+  options.proxyServer = asking.Authority();
+  options.proxyUser = "user";
+  options.proxyPassword = "pass";
+  Client authenticating(options);
+  const Sent refused = Send(authenticating, "http://config.example/doc");
+  ASSERT_EQ(refused.result, 0) << refused.response.message;
+  EXPECT_EQ(refused.response.statusCode, 407);
+  // Wine's WinHTTP asks once more without credentials on its own.
+  std::vector<std::string> credentials;
+  for (const Raw::SeenRequest& seen : asking.Requests()) {
+    credentials.push_back(seen.Header("Proxy-Authorization"));
+  }
+  ASSERT_GE(credentials.size(), 2u);
+  credentials.resize(std::unique(credentials.begin(), credentials.end()) - credentials.begin());
+  EXPECT_EQ(credentials, (std::vector<std::string>{"<none>", "Basic dXNlcjpwYXNz"}))
+      << "base64 of user:pass from openssl";
 }
 #else
 // Sequential requests through the pool ride one connection; without the
