@@ -4,9 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ScratchDir.h"
@@ -78,35 +76,6 @@ TEST(StreamLogger, WritesStampedLinesToAFileOrAStream) {
   const std::string missing = scratch.File("no-folder/sdk.log");
   EXPECT_EQ(StreamLogger::OpenFile(missing, &error), nullptr);
   EXPECT_EQ(error, missing + ": No such file or directory");
-}
-
-TEST(StreamLogger, LinesOfConcurrentThreadsStayWhole) {
-  constexpr int kThreads = 8;
-  constexpr int kLines = 300;
-  ScratchDir scratch;
-  const std::string path = scratch.File("sdk.log");
-  const std::string padding(200, '.');
-  {
-    std::unique_ptr<StreamLogger> logger = StreamLogger::OpenFile(path);
-    ASSERT_NE(logger, nullptr);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&, t] {
-        for (int i = 0; i < kLines; ++i) {
-          logger->Log(0, "T", "M", (std::to_string(t) + "/" + std::to_string(i) + padding).c_str());
-        }
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-  }
-  std::set<std::string> seen;
-  for (const std::string& line : Unstamped(path)) {
-    const size_t dots = line.find('.');
-    ASSERT_EQ(line.rfind("D T M: ", 0), 0u) << line;
-    ASSERT_EQ(line.substr(dots), padding) << line;
-    seen.insert(line.substr(0, dots));
-  }
-  EXPECT_EQ(seen.size(), static_cast<size_t>(kThreads * kLines)) << "every message exactly once";
 }
 
 TEST(LogStatistics, WritesEachCommitAsALogLine) {

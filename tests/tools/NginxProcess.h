@@ -3,7 +3,7 @@
 #ifndef OSTREL_TESTS_TOOLS_NGINXPROCESS_H_
 #define OSTREL_TESTS_TOOLS_NGINXPROCESS_H_
 
-#include <arpa/inet.h>
+#include <httplib.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -75,7 +75,8 @@ class NginxProcess {
         << "/proxy;\n  fastcgi_temp_path " << prefix << "/fastcgi;\n  uwsgi_temp_path " << prefix
         << "/uwsgi;\n  scgi_temp_path " << prefix << "/scgi;\n"
         << "  types { application/json json; }\n"
-        << "  server { listen 127.0.0.1:" << port_ << "; root " << root << "; }\n}\n";
+        << "  server { listen 127.0.0.1:" << port_ << "; root " << root << ";\n"
+        << "    location = /ready { access_log off; return 204; } }\n}\n";
     process_ = std::make_unique<OstrelTest::ChildProcess>(
         Binary(), std::vector<std::string>{"-p", prefix + "/", "-c", prefix + "/nginx.conf", "-e",
                                            prefix + "/error.log"});
@@ -94,7 +95,9 @@ class NginxProcess {
   // A port the system hands out, free again once the probe is closed.
   static int FreePort() {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = Loopback(0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     const bool bound = bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
                        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0;
@@ -102,20 +105,9 @@ class NginxProcess {
     return bound ? ntohs(address.sin_port) : -1;
   }
 
-  static sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    return address;
-  }
-
+  // Asks a path that stays out of the request log.
   bool Answers() const {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = Loopback(port_);
-    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    return connected;
+    return static_cast<bool>(httplib::Client("127.0.0.1", port_).Get("/ready"));
   }
 
   OstrelTest::ScratchDir prefix_;

@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
+
+#include "ChildProcess.h"
+#include "ToolsFixture.h"
 
 namespace {
 
@@ -59,6 +63,20 @@ TEST(ServerCommandLine, RefusesWhatItCannotUse) {
     EXPECT_FALSE(line.Parse(c.args, error)) << c.error;
     EXPECT_EQ(error, c.error);
   }
+}
+
+// The program itself, as the demo script runs it: it says where it listens,
+// or why it cannot.
+TEST(ServerCommandLine, TheProgramListensOrSaysWhyItCannot) {
+  OstrelToolsTest::TempFolder data;
+  const std::string missing = data.File("none");
+  OstrelTest::ChildProcess refused(OSTREL_SERVER_PROGRAM, {"--data", missing});
+  EXPECT_EQ(refused.Finish(std::chrono::seconds(10)), 1);
+  EXPECT_EQ(refused.Stderr(), "ostrel-server: cannot start: no folder " + missing +
+                                  ", or 127.0.0.1:0 cannot be bound\n");
+  OstrelTest::ChildProcess serving(OSTREL_SERVER_PROGRAM, {"--data", data.path()});
+  EXPECT_TRUE(serving.WaitForStdout("listening on 127.0.0.1:", std::chrono::seconds(10)))
+      << serving.Stderr();
 }
 
 }  // namespace
