@@ -161,14 +161,6 @@ ConfigContent::Pair ConfigContent::At(size_t index) const {
   return Pair(KeyOf(entry), ValueOf(entry));
 }
 
-std::map<std::string, std::string> ConfigContent::ToMap() const {
-  std::map<std::string, std::string> pairs;
-  for (const Pair& pair : *this) {
-    pairs.emplace_hint(pairs.end(), std::string(pair.first), std::string(pair.second));
-  }
-  return pairs;
-}
-
 bool ConfigContent::operator==(const ConfigContent& other) const {
   if (size() != other.size()) return false;
   for (size_t i = 0; i < size(); ++i) {

@@ -117,8 +117,6 @@ class ConfigContent {
   Iterator begin() const { return Iterator(this, 0); }
   Iterator end() const { return Iterator(this, size()); }
 
-  std::map<std::string, std::string> ToMap() const;
-
   bool operator==(const ConfigContent& other) const;
 
  private:
