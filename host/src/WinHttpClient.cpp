@@ -1,6 +1,7 @@
 #include "ostrel_host/WinHttpClient.h"
 
 #include "RedirectRule.h"
+#include "UrlParts.h"
 
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -86,7 +87,8 @@ struct Target {
 
 };
 
-// False with *error set when url is not an absolute http or https URL.
+// False with *error set when url is not an absolute http or https URL. The
+// message shows the URL without its query, which may carry a signature.
 bool Parse(const std::string& url, Target* target, std::string* error) {
   const std::wstring wide = Widen(url);
   SetLastError(0);
@@ -99,11 +101,11 @@ bool Parse(const std::string& url, Target* target, std::string* error) {
   if (wide.empty() || !WinHttpCrackUrl(wide.c_str(), 0, 0, &parts) ||
       parts.dwHostNameLength == 0) {
     const bool scheme = GetLastError() == ERROR_WINHTTP_UNRECOGNIZED_SCHEME;
-    *error = (scheme ? "unsupported scheme in " : "invalid URL ") + url;
+    *error = (scheme ? "unsupported scheme in " : "invalid URL ") + WithoutQuery(url);
     return false;
   }
   if (parts.nScheme != INTERNET_SCHEME_HTTP && parts.nScheme != INTERNET_SCHEME_HTTPS) {
-    *error = "unsupported scheme in " + url;
+    *error = "unsupported scheme in " + WithoutQuery(url);
     return false;
   }
   target->secure = parts.nScheme == INTERNET_SCHEME_HTTPS;
