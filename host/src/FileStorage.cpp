@@ -55,6 +55,34 @@ bool Framed(const std::string& name, const char* prefix, const char* suffix) {
          name.compare(name.size() - suffixLength, suffixLength, suffix) == 0;
 }
 
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// The key whose record name is name; false when name is none. Decoded names
+// must encode back to themselves, so that a temporary file or a name that
+// no key maps to (a plain byte escaped, say) is no record.
+bool KeyOfRecordName(const std::string& name, std::string* key) {
+  if (!Framed(name, kRecordPrefix, kRecordSuffix)) return false;
+  key->clear();
+  const size_t end = name.size() - (sizeof kRecordSuffix - 1);
+  for (size_t at = sizeof kRecordPrefix - 1; at < end; ++at) {
+    if (name[at] != '%') {
+      *key += name[at];
+      continue;
+    }
+    if (end - at < 3) return false;
+    const int high = HexDigit(name[at + 1]);
+    const int low = HexDigit(name[at + 2]);
+    if (high < 0 || low < 0) return false;
+    *key += static_cast<char>(high * 16 + low);
+    at += 2;
+  }
+  return RecordName(key->c_str()) == name;
+}
+
 // Unique in the process across every store, and across processes by the
 // process id; a name a dead process left behind is skipped as taken.
 std::string TempName() {
@@ -97,7 +125,8 @@ FileStorage::~FileStorage() = default;
 std::unique_ptr<FileStorage> FileStorage::Open(const std::string& path, std::string* error) {
   try {
     std::string reason;
-    std::unique_ptr<RecordFolder> folder = RecordFolder::Open(path, &reason);
+    std::unique_ptr<RecordFolder> folder =
+        RecordFolder::Open(path, RecordFolder::IfAbsent::kCreate, &reason);
     if (!folder) {
       if (error != nullptr) *error = reason;
       return nullptr;
@@ -117,6 +146,39 @@ std::unique_ptr<FileStorage> FileStorage::Open(const std::string& path, std::str
   } catch (...) {
     if (error != nullptr) *error = "out of memory";
     return nullptr;
+  }
+}
+
+bool FileStorage::ReadRecords(const std::string& path, std::vector<Record>* records,
+                              std::string* error) {
+  try {
+    const std::unique_ptr<RecordFolder> folder =
+        RecordFolder::Open(path, RecordFolder::IfAbsent::kRefuse, error);
+    if (!folder) return false;
+    std::vector<std::string> names;
+    if (!folder->List(&names)) {
+      *error = path + ": cannot list the folder";
+      return false;
+    }
+    std::vector<Record> read;
+    Record record;
+    for (const std::string& name : names) {
+      if (!KeyOfRecordName(name, &record.first)) continue;
+      const Result result = folder->Read(name, &record.second);
+      // Removed since the listing.
+      if (result == Result::kAbsent) continue;
+      if (result != Result::kOk) {
+        *error = name + ": cannot be read";
+        return false;
+      }
+      read.push_back(record);
+    }
+    std::sort(read.begin(), read.end());
+    *records = std::move(read);
+    return true;
+  } catch (...) {
+    *error = "out of memory";
+    return false;
   }
 }
 

@@ -23,14 +23,19 @@ class RecordFolder {
     kFailed,
   };
 
-  // Opens the folder at path (UTF-8), creating it and its parents when
-  // absent. Returns null and stores the reason in *error on failure.
-  static std::unique_ptr<RecordFolder> Open(const std::string& path, std::string* error);
+  enum class IfAbsent { kCreate, kRefuse };
+
+  // Opens the folder at path (UTF-8); an absent one is created with its
+  // parents, or refused. Returns null and stores the reason in *error on
+  // failure.
+  static std::unique_ptr<RecordFolder> Open(const std::string& path, IfAbsent ifAbsent,
+                                            std::string* error);
   ~RecordFolder();
   RecordFolder(const RecordFolder&) = delete;
   RecordFolder& operator=(const RecordFolder&) = delete;
 
-  // The names of the folder's entries; false when it cannot be read.
+  // The names of the folder's entries that are not folders themselves;
+  // false when it cannot be read.
   bool List(std::vector<std::string>* names) const;
   // Reads the whole file into *bytes.
   Result Read(const std::string& name, std::string* bytes) const;

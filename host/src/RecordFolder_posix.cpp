@@ -17,14 +17,19 @@ struct RecordFolder::Native {
 
 namespace {
 
+// True when path is a folder; otherwise errno says why not.
+bool IsFolder(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return false;
+  if (S_ISDIR(info.st_mode)) return true;
+  errno = ENOTDIR;
+  return false;
+}
+
 // Creates path and its missing parents.
 bool MakeFolders(const std::string& path) {
-  struct stat info {};
-  if (::stat(path.c_str(), &info) == 0) {
-    if (S_ISDIR(info.st_mode)) return true;
-    errno = ENOTDIR;
-    return false;
-  }
+  if (IsFolder(path)) return true;
+  if (errno == ENOTDIR) return false;
   const size_t slash = path.find_last_of('/');
   if (slash != std::string::npos && slash > 0 && !MakeFolders(path.substr(0, slash))) {
     return false;
@@ -68,12 +73,13 @@ bool WriteAll(int fd, const char* data, size_t size) {
 RecordFolder::RecordFolder(std::unique_ptr<Native> native) : native_(std::move(native)) {}
 RecordFolder::~RecordFolder() = default;
 
-std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, std::string* error) {
+std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, IfAbsent ifAbsent,
+                                                 std::string* error) {
   if (path.empty()) {
     *error = "empty folder path";
     return nullptr;
   }
-  if (!MakeFolders(path)) {
+  if (!(ifAbsent == IfAbsent::kCreate ? MakeFolders(path) : IsFolder(path))) {
     *error = path + ": " + std::strerror(errno);
     return nullptr;
   }
@@ -84,7 +90,9 @@ std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, std::s
 bool RecordFolder::List(std::vector<std::string>* names) const {
   DIR* dir = ::opendir(native_->path.c_str());
   if (dir == nullptr) return false;
-  while (const dirent* entry = ::readdir(dir)) names->push_back(entry->d_name);
+  while (const dirent* entry = ::readdir(dir)) {
+    if (entry->d_type != DT_DIR) names->push_back(entry->d_name);
+  }
   ::closedir(dir);
   return true;
 }

@@ -60,13 +60,18 @@ std::wstring FullPath(const std::wstring& path) {
   return full;
 }
 
-bool MakeFolders(const std::wstring& path) {
+// True when path is a folder; otherwise the last error says why not.
+bool IsFolder(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
-  if (attributes != INVALID_FILE_ATTRIBUTES) {
-    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return true;
-    SetLastError(ERROR_DIRECTORY);
-    return false;
-  }
+  if (attributes == INVALID_FILE_ATTRIBUTES) return false;
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return true;
+  SetLastError(ERROR_DIRECTORY);
+  return false;
+}
+
+bool MakeFolders(const std::wstring& path) {
+  if (IsFolder(path)) return true;
+  if (GetLastError() == ERROR_DIRECTORY) return false;
   const size_t slash = path.find_last_of(L'\\');
   // Stops at the drive ("\\?\C:") or the share; those exist or cannot be made.
   if (slash != std::wstring::npos && slash > 7 && !MakeFolders(path.substr(0, slash))) {
@@ -110,7 +115,8 @@ class HandleCloser {
 RecordFolder::RecordFolder(std::unique_ptr<Native> native) : native_(std::move(native)) {}
 RecordFolder::~RecordFolder() = default;
 
-std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, std::string* error) {
+std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, IfAbsent ifAbsent,
+                                                 std::string* error) {
   if (path.empty()) {
     *error = "empty folder path";
     return nullptr;
@@ -121,7 +127,7 @@ std::unique_ptr<RecordFolder> RecordFolder::Open(const std::string& path, std::s
     *error = path + ": not a usable path";
     return nullptr;
   }
-  if (!MakeFolders(full)) {
+  if (!(ifAbsent == IfAbsent::kCreate ? MakeFolders(full) : IsFolder(full))) {
     *error = path + ": " + SystemText(GetLastError());
     return nullptr;
   }
@@ -134,6 +140,7 @@ bool RecordFolder::List(std::vector<std::string>* names) const {
   const HANDLE find = FindFirstFileW((native_->path + L"\\*").c_str(), &entry);
   if (find == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;
   do {
+    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) continue;
     // Only ASCII names can be this store's; others are kept out of the list
     // rather than mangled into one of its names.
     std::string name;

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ScratchDir.h"
 #include "StoreContract.h"
@@ -150,6 +151,39 @@ TEST_F(FileStorageTest, OpenCleansUpAfterACrashAndRefusesAFile) {
 #else
   EXPECT_EQ(error, file + "/below: Not a directory");
 #endif
+}
+
+// A tool reads a store a host may hold: every record under its key, files
+// of other names (a writer's temporary file, names no key maps to, a
+// folder) left out, and nothing in the folder changed or created.
+TEST_F(FileStorageTest, ReadRecordsListsTheRecordsAloneAndChangesNothing) {
+  SaveStoredRecords(*storage);
+  for (const char* name : {"t-12-0.tmp", "k-%61.rec", "k-%2e.rec", "k-%2.rec", "k-%00.rec",
+                           "k-A.rec", "k-ui.rec.bak", "notes.txt"}) {
+    WriteFile(scratch.File(name), "stray");
+  }
+  ASSERT_TRUE(std::filesystem::create_directory(scratch.File("k-sub.rec")));
+  const std::set<std::string> before = FilesIn(scratch.path());
+  std::vector<FileStorage::Record> expected;
+  for (const StoredRecord& r : StoredRecords()) expected.emplace_back(r.key, r.value);
+  std::sort(expected.begin(), expected.end());
+
+  std::vector<FileStorage::Record> records;
+  std::string error;
+  ASSERT_TRUE(FileStorage::ReadRecords(scratch.path(), &records, &error)) << error;
+  EXPECT_TRUE(records == expected);
+  EXPECT_EQ(FilesIn(scratch.path()), before);
+
+  const std::string missing = scratch.File("none");
+  EXPECT_FALSE(FileStorage::ReadRecords(missing, &records, &error));
+#ifdef _WIN32
+  EXPECT_EQ(error.rfind(missing + ": error ", 0), 0u) << error;
+#else
+  EXPECT_EQ(error, missing + ": No such file or directory");
+#endif
+  EXPECT_FALSE(std::filesystem::exists(missing));
+  EXPECT_FALSE(FileStorage::ReadRecords("", &records, &error));
+  EXPECT_EQ(error, "empty folder path");
 }
 
 #ifndef _WIN32

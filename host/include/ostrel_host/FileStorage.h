@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ostrel/IOStorage.h"
 
@@ -43,6 +45,17 @@ class FileStorage final : public Ostrel::IOStorage {
   // absent, and removes stale temporary files. Returns null on failure and,
   // when error is given, stores the reason there.
   static std::unique_ptr<FileStorage> Open(const std::string& path, std::string* error = nullptr);
+
+  // Key and value.
+  using Record = std::pair<std::string, std::string>;
+  // Every record of the store at path, in key order (bytes compared as
+  // unsigned), read without changing the folder: nothing is created and no
+  // temporary file removed, so a tool may look at a store a running host
+  // holds. A record removed while the folder is read is left out, and so is
+  // every file whose name the store would not write for its key. False,
+  // with the reason in *error, when the folder or a record cannot be read.
+  static bool ReadRecords(const std::string& path, std::vector<Record>* records,
+                          std::string* error);
 
   FileStorage(const FileStorage&) = delete;
   FileStorage& operator=(const FileStorage&) = delete;
