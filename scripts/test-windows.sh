@@ -78,6 +78,8 @@ linux_server() {
   echo "$server"
 }
 
+source "$root/scripts/demo-server.sh"
+
 # The path wine gives a Linux path: drive Z: is the root folder.
 windows_path() { local path="$1"; echo "Z:${path//\//\\}"; }
 
@@ -98,30 +100,8 @@ windows_demo() (
   server="$(linux_server)"
   work="$(mktemp -d "${TMPDIR:-/tmp}/ostrel-windemo.XXXXXX")"
   server_pid=""
-  stop_server() {
-    if [[ -n $server_pid ]] && kill -0 "$server_pid" 2>/dev/null; then
-      kill -TERM "$server_pid"
-      for _ in $(seq 50); do kill -0 "$server_pid" 2>/dev/null || break; sleep 0.1; done
-      kill -KILL "$server_pid" 2>/dev/null || true
-      wait "$server_pid" 2>/dev/null || true
-    fi
-    server_pid=""
-  }
-  trap 'stop_server; rm -rf "$work"' EXIT
-
-  cp -r "$root/examples/demo/data" "$work/data"
-  "$server" --data "$work/data" --port 0 --bind 127.0.0.1 >"$work/server.log" 2>&1 &
-  server_pid=$!
-  port=""
-  for _ in $(seq 100); do
-    port="$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9][0-9]*\)$/\1/p' "$work/server.log")"
-    [[ -n $port ]] && break
-    kill -0 "$server_pid" 2>/dev/null || break
-    sleep 0.1
-  done
-  if [[ -z $port ]]; then
-    echo "ostrel-server did not start:"; cat "$work/server.log"; return 1
-  fi
+  trap 'stop_demo_server; rm -rf "$work"' EXIT
+  start_demo_server "$server" "$root/examples/demo/data" "$work"
   echo "== ostrel-server ($server) serves $work/data on 127.0.0.1:$port"
 
   demo=("$dir/tools/demo/ostrel_demo.exe")
@@ -138,10 +118,7 @@ windows_demo() (
   expect_line "$first" "  features.maxTabs   = 16 (found)"
   [[ $(grep -c '(downloaded)$' <<<"$first") -eq 3 ]] || { echo "not three downloads"; return 1; }
 
-  echo
-  echo "== 5. change ui.json (theme dark -> solarized) and publish it"
-  sed -i 's/"theme": "dark"/"theme": "solarized"/' "$work/data/demo-app/ui.json"
-  echo "  server: $(curl -sS --max-time 10 -X POST --data '' "http://127.0.0.1:$port/admin/publish")"
+  publish_theme_change "$work"
 
   step update
   update="$(cat "$work/update.out")"
@@ -157,7 +134,7 @@ windows_demo() (
   expect_line "$offline" "  features.maxTabs   = 16 (found)"
   [[ -f $work/store/k-ui.rec ]] || { echo "the file store holds no record of ui"; return 1; }
 
-  stop_server
+  stop_demo_server
   echo
   echo "== the server's log"
   sed 's/^/  /' "$work/server.log"
