@@ -53,6 +53,7 @@ inline const std::vector<StoredRecord>& StoredRecords() {
         {"c:*?\"<>|", "reserved", "k-c%3A%2A%3F%22%3C%3E%7C.rec"},
         {"%41", "escape", "k-%2541.rec"},
         {"A", "capital", "k-%41.rec"},
+        {"tab\t", "control", "k-tab%09.rec"},
         {"\xc3\xa9\xe6\x97\xa5", "\xe6\x97\xa5\xe6\x9c\xac", "k-%C3%A9%E6%97%A5.rec"},
     };
   }();
