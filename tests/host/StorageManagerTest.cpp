@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <stdexcept>
 #include <string>
 
 #include "Documents.h"
@@ -84,6 +85,25 @@ TEST_F(StorageManagerTest, WithoutStoreOrKeyOrOnHostFailureNothingSucceeds) {
   EXPECT_FALSE(manager.Remove("k"));
   EXPECT_FALSE(manager.Clear());
   EXPECT_TRUE(logger.Lines().empty());
+}
+
+// A host store that throws from every slot: each operation fails and the
+// exception stays inside the library.
+TEST_F(StorageManagerTest, AHostStoreThatThrowsMakesEveryOperationFail) {
+  struct ThrowingStorage : IOStorage {
+    int Save(const char*, const char*) override { throw std::runtime_error("save"); }
+    char* Load(const char*) override { throw std::runtime_error("load"); }
+    int Remove(const char*) override { throw std::runtime_error("remove"); }
+    int Reserved() override { throw std::runtime_error("reserved"); }
+    int Clear() override { throw std::runtime_error("clear"); }
+    void Free(char*) override { throw std::runtime_error("free"); }
+  } throwing;
+  manager.SetStorage(&throwing);
+  EXPECT_FALSE(manager.Persist("k", "v"));
+  EXPECT_EQ("", manager.Restore("k"));
+  EXPECT_FALSE(manager.Remove("k"));
+  EXPECT_FALSE(manager.Clear());
+  manager.SetStorage(nullptr);
 }
 
 TEST_F(StorageManagerTest, RemoveAndClearReachTheirHostSlots) {
