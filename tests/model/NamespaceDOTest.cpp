@@ -42,7 +42,6 @@ TEST(NamespaceDO, ParseRefusalsLogTheirLines) {
       {"#", {"IndexDO::ParseFormJson parameter empty error!!!"}},
       {"#[1]", {"loadLevel data format error"}},
       {"#" + OstrelTest::DeepArrays(true), {"loadLevel data format error"}},
-      {"#" + OstrelTest::DeepArrays(false), {"loadLevel data format error"}},
       {"[1]", {"ParseFromJson, value is not Object error"}},
       {JsonObject(With(Descriptor(), "candidates", "{}")), {"candidates is not array error!!!"}},
       {JsonObject(With(Descriptor(), "candidates", "[1]")),
