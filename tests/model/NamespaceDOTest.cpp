@@ -206,6 +206,11 @@ TEST(NamespaceDO, EqualityIgnoresTypeAndRuntimeState) {
     EXPECT_EQ(c.equal, reference->Equals(*other)) << c.text;
     EXPECT_EQ(c.equal, other->Equals(*reference)) << c.text;
   }
+  // A null entry, which only a caller can put there, equals only another.
+  const auto withNull = Namespace("1", {{"null", ""}});
+  EXPECT_TRUE(withNull->Equals(*Namespace("1", {{"null", ""}})));
+  EXPECT_FALSE(withNull->Equals(*Namespace("1", {{"m_brand=acme", "1"}})));
+  EXPECT_FALSE(Namespace("1", {{"m_brand=acme", "1"}})->Equals(*withNull));
 }
 
 TEST(NamespaceDO, WritesMembersInOrderAndCandidatesOnlyWhenThereAreAny) {
