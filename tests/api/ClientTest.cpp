@@ -14,7 +14,7 @@ using Ostrel::Reason;
 
 class ClientTest : public ClientFixture {};
 
-TEST_F(ClientTest, TypedReadsConvertStrictlyElseGiveTheDefaultAndSayWhy) {
+TEST_F(ClientTest, ReadsConvertStrictlyElseGiveTheDefaultAndSayWhy) {
   Client client(Options());
   ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   const struct {
@@ -59,6 +59,13 @@ TEST_F(ClientTest, TypedReadsConvertStrictlyElseGiveTheDefaultAndSayWhy) {
   const auto flag = client.GetDetail("std", "flag", false);
   EXPECT_TRUE(flag.value);
   EXPECT_EQ(Reason::kFound, flag.reason);
+
+  EXPECT_EQ(StoredValues(), client.GetAll("std"));
+  EXPECT_TRUE(client.GetAll("custom").empty());
+  EXPECT_TRUE(client.GetAll("unknown").empty());
+  EXPECT_EQ(std::optional<std::string>("plain text"), client.GetCustomText("custom"));
+  EXPECT_EQ(std::optional<std::string>(R"({"a":"1"})"), client.GetCustomText("small"));
+  EXPECT_EQ(std::nullopt, client.GetCustomText("unknown"));
 }
 
 TEST_F(ClientTest, RefusedOptionsLeaveTheClientUninitialised) {
@@ -83,17 +90,6 @@ TEST_F(ClientTest, WaitUntilReadyEndsWithStartUp) {
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::milliseconds::max())) << "a wait meaning forever";
   EXPECT_TRUE(client.WaitUntilReady(std::chrono::milliseconds(0)));
-}
-
-TEST_F(ClientTest, WholeNamespaceAndItsText) {
-  Client client(Options());
-  ASSERT_TRUE(client.WaitUntilReady(std::chrono::seconds(10)));
-  EXPECT_EQ(StoredValues(), client.GetAll("std"));
-  EXPECT_TRUE(client.GetAll("custom").empty());
-  EXPECT_TRUE(client.GetAll("unknown").empty());
-  EXPECT_EQ(std::optional<std::string>("plain text"), client.GetCustomText("custom"));
-  EXPECT_EQ(std::optional<std::string>(R"({"a":"1"})"), client.GetCustomText("small"));
-  EXPECT_EQ(std::nullopt, client.GetCustomText("unknown"));
 }
 
 }  // namespace

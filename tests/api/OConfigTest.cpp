@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "api/HostTable.h"
 
@@ -44,6 +45,31 @@ TEST(OConfig, BuildNormalisesEnvAndHostGroupAndFillsTheHost) {
   for (const auto& out : {DefaultApiHost(2, 0), DefaultApiHost(0, 3), DefaultApiHost(-1, 0)}) {
     EXPECT_STREQ("", out);
   }
+}
+
+// Setters take host strings; null clears a field instead of crashing.
+TEST(OConfig, EverySetterReachesTheSettingsAndNullClearsIt) {
+  OConfig config;
+  config.setAppKey("key")->setAppVersion("1.0")->setDeviceId("device")->setExtraId1("one")
+      ->setExtraId2("two")->setHost("host")->setOsVersion("os")->setManufacturer("maker")
+      ->setBrand("brand")->setModel("model");
+  config.setSignLibraryPath(L"/lib/sign");
+  const auto fields = [&config] {
+    const Settings s = config.ToSettings();
+    return std::vector<std::string>{s.appKey,  s.appVersion,   s.deviceId, s.extraId1,
+                                    s.extraId2, s.host,        s.osVersion, s.manufacturer,
+                                    s.brand,   s.model};
+  };
+  EXPECT_EQ((std::vector<std::string>{"key", "1.0", "device", "one", "two", "host", "os",
+                                      "maker", "brand", "model"}),
+            fields());
+  EXPECT_EQ(L"/lib/sign", config.ToSettings().signLibraryPath);
+  config.setAppKey(nullptr)->setAppVersion(nullptr)->setDeviceId(nullptr)->setExtraId1(nullptr)
+      ->setExtraId2(nullptr)->setHost(nullptr)->setOsVersion(nullptr)->setManufacturer(nullptr)
+      ->setBrand(nullptr)->setModel(nullptr);
+  config.setSignLibraryPath(nullptr);
+  EXPECT_EQ(std::vector<std::string>(10), fields());
+  EXPECT_EQ(L"", config.ToSettings().signLibraryPath);
 }
 
 }  // namespace

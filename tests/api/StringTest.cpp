@@ -20,7 +20,10 @@ TEST(String, OwnsTheLibrarysBufferUntilReleased) {
   EXPECT_FALSE(moved);
   EXPECT_STREQ("second", released);
   freeOstrelConfigValue(released);
-  EXPECT_EQ("", Ostrel::String(getOstrelConfig("ns", "k", nullptr)).Text());
+  EXPECT_FALSE(Ostrel::String(getOstrelConfig("ns", "k", nullptr)));
+  const Ostrel::String empty(getOstrelConfig("ns", "k", ""));
+  EXPECT_TRUE(empty) << "an empty default is a value, not null";
+  EXPECT_EQ("", empty.Text());
   DestroyIOstrelConfig();
 }
 

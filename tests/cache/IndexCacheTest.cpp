@@ -82,6 +82,11 @@ TEST_F(IndexCacheTest, LoadRestoresAUsableIndexOrClearsTheStore) {
 }
 
 TEST_F(IndexCacheTest, CacheFlagsChangesReportsRemovalsAndStoresTheIndex) {
+  EXPECT_EQ(cache.GetAppIndexVersion(), "0");
+  EXPECT_EQ(cache.GetVersionIndexVersion(), "0");
+  EXPECT_EQ(cache.GetNamespace("same"), nullptr);
+  EXPECT_TRUE(cache.GetAllNamespaces().empty());
+  EXPECT_TRUE(cache.GetChangedHighNamespaces().empty());
   NamespaceSpec same("same", "1"), changed("changed", "1"), gone("gone", "1"), later("b-gone", "1");
   ASSERT_TRUE(cache.Cache(IndexDO::ParseFormJson(Versioned("a", {same, changed, gone, later})))
                   .empty());
@@ -116,14 +121,6 @@ TEST_F(IndexCacheTest, ChangedHighNamespacesAreThoseOfTheCurrentIndex) {
   for (const auto& ns : cache.GetChangedHighNamespaces()) names.push_back(ns->name);
   EXPECT_EQ(names, std::vector<std::string>{"high"});
   EXPECT_EQ(cache.GetAllNamespaces().size(), 3u);
-}
-
-TEST_F(IndexCacheTest, WithoutAnIndexVersionsAreZero) {
-  EXPECT_EQ(cache.GetAppIndexVersion(), "0");
-  EXPECT_EQ(cache.GetVersionIndexVersion(), "0");
-  EXPECT_EQ(cache.GetNamespace("ns"), nullptr);
-  EXPECT_TRUE(cache.GetAllNamespaces().empty());
-  EXPECT_TRUE(cache.GetChangedHighNamespaces().empty());
 }
 
 }  // namespace

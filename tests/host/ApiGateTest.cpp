@@ -6,7 +6,7 @@
 namespace Ostrel {
 namespace {
 
-TEST(ApiGate, NestedPassesKeepTheThreadInsideUntilTheOuterOneEnds) {
+TEST(ApiGate, NestedPassesHoldTheThreadInsideAndAClosedGateTurnsCallsAway) {
   EXPECT_FALSE(ApiGate::InsideOnThisThread());
   {
     ApiGate::Pass outer;
@@ -20,15 +20,13 @@ TEST(ApiGate, NestedPassesKeepTheThreadInsideUntilTheOuterOneEnds) {
   }
   EXPECT_FALSE(ApiGate::InsideOnThisThread());
   EXPECT_FALSE(ReadSection::AnyReaderInside());
-}
 
-TEST(ApiGate, AClosedGateTurnsCallsAwayAndLeavesNoReaderBehind) {
   ApiGate::CloseAndDrain();
   {
     ApiGate::Pass pass;
     EXPECT_FALSE(pass.open());
     EXPECT_FALSE(ApiGate::InsideOnThisThread());
-    EXPECT_FALSE(ReadSection::AnyReaderInside());
+    EXPECT_FALSE(ReadSection::AnyReaderInside()) << "a refused pass leaves no reader behind";
   }
   ApiGate::Reopen();
   ApiGate::Pass pass;

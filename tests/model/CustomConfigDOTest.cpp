@@ -25,7 +25,6 @@ std::shared_ptr<CustomConfigDO> Parse(const std::string& text) {
 TEST(CustomConfigDO, ParseRefusalsLogOneExactLine) {
   OstrelTest::ExpectRefused(
       {
-          {"", {"appKey data format error"}},
           {OstrelTest::DeepArrays(true), {"appKey data format error"}},
           {JsonObject(Without(Custom(), "createTime")), {"createTime data format error"}},
           {JsonObject(With(Custom(), "type", Quoted("STANDARD"))),

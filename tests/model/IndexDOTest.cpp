@@ -34,11 +34,9 @@ std::shared_ptr<IndexDO> Parse(const std::string& text) { return IndexDO::ParseF
 TEST(IndexDO, ParseRefusalsLogTheirLines) {
   std::vector<OstrelTest::Refusal> cases = {
       {"", {"IndexDO::ParseFormJson parameter empty error!!!"}},
-      {"{}", {"appKey format error!!!"}},
       {"[]", {"appKey format error!!!"}},
       {"{", {"appKey format error!!!"}},
       {OstrelTest::DeepArrays(true), {"appKey format error!!!"}},
-      {OstrelTest::DeepArrays(false), {"appKey format error!!!"}},
       {JsonObject(With(Index(), "mergedNamespaces", "{}")), {"mergedNamespaces format error!!!"}},
       {JsonObject(With(Index(), "mergedNamespaces", R"(["ns"])")),
        {"ParseFromJson, value is not Object error", "data in mergedNamespaces format error!!!"}},

@@ -1,8 +1,9 @@
-// The name hash and comparison of host reads.
+// The name length, hash and comparison of host reads.
 #include "model/KeyHash.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,23 @@ std::string KeyOfLength(size_t length) {
   std::string key;
   for (size_t i = 0; i < length; ++i) key += static_cast<char>('a' + i % 26);
   return key;
+}
+
+// Every length up to three words, at every offset in a word. Zeros stand
+// before the text in its first word and text follows the terminator, so a
+// scan that starts or stops at the wrong byte miscounts; a byte with its
+// high bit set looks like a zero to a careless test.
+TEST(KeyHash, NameLengthCountsUpToTheTerminatorAtEveryAlignment) {
+  for (char fill : {'k', '\xe9'}) {
+    for (size_t offset = 0; offset < 8; ++offset) {
+      for (size_t length = 0; length <= 24; ++length) {
+        alignas(8) char buffer[40] = {};
+        std::memset(buffer + offset, fill, length);
+        std::memset(buffer + offset + length + 1, 'x', sizeof(buffer) - offset - length - 1);
+        EXPECT_EQ(NameLength(buffer + offset), length) << int{fill} << " at " << offset;
+      }
+    }
+  }
 }
 
 // Keys sit at odd addresses between foreign bytes, so that no load happens to

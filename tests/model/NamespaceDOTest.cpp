@@ -42,7 +42,6 @@ TEST(NamespaceDO, ParseRefusalsLogTheirLines) {
       {"#", {"IndexDO::ParseFormJson parameter empty error!!!"}},
       {"#[1]", {"loadLevel data format error"}},
       {"#" + OstrelTest::DeepArrays(true), {"loadLevel data format error"}},
-      {"#" + OstrelTest::DeepArrays(false), {"loadLevel data format error"}},
       {"[1]", {"ParseFromJson, value is not Object error"}},
       {JsonObject(With(Descriptor(), "candidates", "{}")), {"candidates is not array error!!!"}},
       {JsonObject(With(Descriptor(), "candidates", "[1]")),
@@ -207,6 +206,11 @@ TEST(NamespaceDO, EqualityIgnoresTypeAndRuntimeState) {
     EXPECT_EQ(c.equal, reference->Equals(*other)) << c.text;
     EXPECT_EQ(c.equal, other->Equals(*reference)) << c.text;
   }
+  // A null entry, which only a caller can put there, equals only another.
+  const auto withNull = Namespace("1", {{"null", ""}});
+  EXPECT_TRUE(withNull->Equals(*Namespace("1", {{"null", ""}})));
+  EXPECT_FALSE(withNull->Equals(*Namespace("1", {{"m_brand=acme", "1"}})));
+  EXPECT_FALSE(Namespace("1", {{"m_brand=acme", "1"}})->Equals(*withNull));
 }
 
 TEST(NamespaceDO, WritesMembersInOrderAndCandidatesOnlyWhenThereAreAny) {

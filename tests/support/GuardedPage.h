@@ -1,7 +1,7 @@
 // A text placed right before an inaccessible page: a read past its end
 // faults, with or without a sanitizer.
-#ifndef OSTREL_TESTS_CANDIDATE_GUARDEDPAGE_H_
-#define OSTREL_TESTS_CANDIDATE_GUARDEDPAGE_H_
+#ifndef OSTREL_TESTS_SUPPORT_GUARDEDPAGE_H_
+#define OSTREL_TESTS_SUPPORT_GUARDEDPAGE_H_
 
 #include <cstring>
 #include <string>
@@ -61,4 +61,4 @@ class GuardedPage {
 
 }  // namespace OstrelTest
 
-#endif  // OSTREL_TESTS_CANDIDATE_GUARDEDPAGE_H_
+#endif  // OSTREL_TESTS_SUPPORT_GUARDEDPAGE_H_
