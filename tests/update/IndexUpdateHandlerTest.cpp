@@ -114,32 +114,18 @@ TEST_F(IndexUpdateHandlerTest, JsonFormNeedsFourStringsInOrder) {
   }
 }
 
-TEST_F(IndexUpdateHandlerTest, ProtocolChoosesTheFetchScheme) {
-  EXPECT_EQ(requests.CdnUrl("a", "c"), "https://a/c");
-  const struct {
-    const char* protocol;
-    const char* scheme;
-  } kCases[] = {{"HTTPS", "https"}, {"ftp", "http"}, {"https", "https"}, {"", "http"},
-                {"Https", "https"}, {"http", "http"}};
-  int round = 0;
-  for (const auto& c : kCases) {
-    handler.UpdateIndex(
-        "cdn=a&md5=m" + std::to_string(round++) + "&resourceId=c&protocol=" + c.protocol, false);
-    EXPECT_EQ(requests.CdnUrl("a", "c"), std::string(c.scheme) + "://a/c") << c.protocol;
-  }
-  EXPECT_EQ(applied.size(), 6u);
-}
-
 TEST_F(IndexUpdateHandlerTest, TheSameIndexIsAppliedOnceInARow) {
   handler.UpdateIndex("cdn=a&md5=b&resourceId=c&protocol=https", false);
   handler.UpdateIndex(" cdn=a & md5=b & resourceId=c & protocol=http", false);
   EXPECT_EQ(applied.size(), 1u);
   EXPECT_TRUE(logger.Contains("it is a same index info,resourceid is c"));
   EXPECT_EQ(requests.CdnUrl("a", "c"), "https://a/c") << "a repeat changes nothing";
-  // A new md5 alone is a new index; the JSON form is compared the same way.
-  handler.UpdateIndex(R"({"cdn":"a","md5":"b2","protocol":"https","resourceId":"c"})", true);
+  // A new md5 alone is a new index, and its protocol chooses the scheme; the
+  // JSON form is compared the same way.
+  handler.UpdateIndex(R"({"cdn":"a","md5":"b2","protocol":"http","resourceId":"c"})", true);
   ASSERT_EQ(applied.size(), 2u);
   EXPECT_EQ(applied[1].md5, "b2");
+  EXPECT_EQ(requests.CdnUrl("a", "c"), "http://a/c");
 }
 
 TEST_F(IndexUpdateHandlerTest, EmptyAndUnparsableNoticesAreRefused) {
