@@ -145,19 +145,6 @@ TEST(IndexUpdate, RefusedIndexesChangeNothing) {
   EXPECT_EQ(host.storage.clearCalls, 0);
 }
 
-TEST(IndexUpdate, IndexWithThousandsOfNamespacesIsApplied) {
-  StoredHost host;
-  std::vector<NamespaceSpec> many;
-  for (int i = 0; i < 5000; ++i) many.emplace_back("ns" + std::to_string(i), "1");
-  many.emplace_back("keep", "1");
-  host.http.Route(CdnUrl("big-index"), Body(IndexJson("index-big", "7", kCdn, many)));
-  ASSERT_TRUE(InitEngine(host));
-  host.Notice("cdn=cdn.test&resourceId=big-index&protocol=https");
-  ASSERT_TRUE(host.logger.WaitFor("loadIndex removedrop namespace"));
-  ASSERT_TRUE(host.logger.WaitFor("index updated,begin download update namespace:"));
-  EXPECT_EQ(host.Get("keep", "k"), "keep-1");
-}
-
 // A push is read for its length only, checked for its sender, refused before
 // ready, and then loads the namespace it describes.
 TEST(IndexUpdate, PushMessageLoadsTheNamespaceItDescribes) {

@@ -189,7 +189,7 @@ TEST_F(UpdateRaceTest, TeardownWaitsForADownloadInFlightAndKeepsItsResult) {
 // namespaces to fetch, it lets the one in flight end and starts few more.
 // The held request goes on once the gate is closed, a moment before the
 // engine is told to stop, so a handful may follow; never the whole index.
-TEST_F(UpdateRaceTest, TeardownDuringALongUpdateWaitsForOneRequestOnly) {
+TEST_F(UpdateRaceTest, TeardownStopsALongUpdateBetweenDownloads) {
   constexpr int kNamespaces = 20000;
   StoreIndex(host, {{"first", "1"}});
   std::vector<NamespaceSpec> many;
