@@ -26,14 +26,15 @@ class StoredHost : public SdkHost {
   }
 
   // Serves the next index as "index-2" with its documents under scheme: keep
-  // unchanged, both changes at version 2, drop gone.
+  // unchanged, both changes at version 2, drop gone, fresh new.
   std::string ServeNextIndex(const std::string& scheme) {
-    NamespaceSpec next1("change1", "2"), next2("change2", "2");
-    for (const NamespaceSpec& ns : {next1, next2}) {
+    NamespaceSpec next1("change1", "2"), next2("change2", "2"), fresh("fresh", "1");
+    for (const NamespaceSpec& ns : {next1, next2, fresh}) {
       http.Route(scheme + "://cdn.test/" + ResourceIdOf(ns),
-                 Body(ConfigJson(ns.name, "2", {{"k", ns.name + "-2"}}, ResourceIdOf(ns))));
+                 Body(ConfigJson(ns.name, ns.version, {{"k", ns.name + "-2"}}, ResourceIdOf(ns))));
     }
-    const std::string index = IndexJson("index-2", "2", kCdn, {{"keep", "1"}, next1, next2});
+    const std::string index =
+        IndexJson("index-2", "2", kCdn, {{"keep", "1"}, next1, next2, fresh});
     http.Route(scheme + "://cdn.test/index-2", Body(index));
     return index;
   }
@@ -46,8 +47,9 @@ class StoredHost : public SdkHost {
 };
 
 // The notice's index is downloaded once, under the scheme its protocol
-// chooses, and applied: changed namespaces downloaded and told, the dropped
-// one removed from the store but still readable, the new index stored.
+// chooses, and applied: changed namespaces downloaded and told, one read
+// before any index listed it loaded at once, the dropped one removed from
+// the store but still readable, the new index stored.
 TEST(IndexUpdate, GatewayNoticeIsAppliedOnceUnderItsScheme) {
   const struct {
     const char* scheme;
@@ -62,6 +64,7 @@ TEST(IndexUpdate, GatewayNoticeIsAppliedOnceUnderItsScheme) {
     StoredHost host;
     const std::string index = host.ServeNextIndex(c.scheme);
     ASSERT_TRUE(InitEngine(host));
+    EXPECT_EQ(host.Get("fresh", "k", "d"), "d");  // waits for an index that lists it
     RecordingListener listener;
     host.sdk->registerListener("change1", &listener);  // told at once: cached
     const std::string notice = c.before + Md5Of(index) + c.after;
@@ -71,15 +74,16 @@ TEST(IndexUpdate, GatewayNoticeIsAppliedOnceUnderItsScheme) {
     ASSERT_TRUE(listener.WaitForCount(2));
     EXPECT_FALSE(listener.Notifications()[1].fromCache);
     EXPECT_EQ(listener.Notifications()[1].version, "2");
-    ASSERT_TRUE(host.statistics.WaitFor("config_rate", true, 2));
+    ASSERT_TRUE(host.statistics.WaitFor("config_rate", true, 3));
 
     std::vector<std::string> urls;
     for (const RecordedRequest& request : host.http.Requests()) urls.push_back(request.url);
     const std::string cdn = std::string(c.scheme) + "://cdn.test/";
     EXPECT_EQ(urls, (std::vector<std::string>{cdn + "index-2", cdn + "change1-v2",
-                                              cdn + "change2-v2"}));
+                                              cdn + "change2-v2", cdn + "fresh-v1"}));
     EXPECT_EQ(host.Get("change1", "k"), "change1-2");
     EXPECT_EQ(host.Get("change2", "k"), "change2-2");
+    EXPECT_EQ(host.Get("fresh", "k"), "fresh-2");
     EXPECT_EQ(host.Get("keep", "k"), "keep-1");
     EXPECT_EQ(host.Get("drop", "k"), "drop-1");
     EXPECT_TRUE(host.storage.WaitForRecord("drop", ""));

@@ -104,21 +104,6 @@ class UpdateRaceTest : public ::testing::Test {
   std::thread teardown_;
 };
 
-// A namespace read before any index listed it waits; the index that brings
-// it loads it at once.
-TEST_F(UpdateRaceTest, WaitingNamespaceIsLoadedByTheIndexThatListsIt) {
-  NamespaceSpec other{"other", "1"}, a{"a", "1"};
-  ServeConfig(host, a, {{"k", "one"}});
-  host.http.Route(CdnUrl("index-2"), Body(IndexJson("index-2", "2", kCdn, {other, a})));
-  StoreIndex(host, {other});
-  ASSERT_TRUE(InitEngine(host));
-  EXPECT_EQ(host.Get("a", "k", "d"), "d");
-
-  Notice(host, kIndexNotice);
-  ASSERT_TRUE(host.statistics.WaitFor("config_rate", true));
-  EXPECT_EQ(host.Get("a", "k"), "one");
-}
-
 // Start-up is not finished until the stored caches are restored and the
 // namespaces they lack are loaded: until then update checks and notices are
 // refused rather than run against a half-restored cache.
