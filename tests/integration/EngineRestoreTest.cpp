@@ -70,7 +70,10 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   broken.loadLevel = "HIGH";
   NamespaceSpec lazy{"lazy", "1"};
   NamespaceSpec garbled{"garbled", "1"};  // version "abc" stored, reads as 0
-  StoreIndex(host, {outdated, current, high, broken, lazy, garbled});
+  NamespaceSpec notes{"notes", "1"};
+  notes.loadLevel = "HIGH";
+  notes.type = "CUSTOM";
+  StoreIndex(host, {outdated, current, high, broken, lazy, garbled, notes});
   host.storage.PutRaw("outdated", Frame(ConfigJson("outdated", "9", {{"k", "old"}})));
   host.storage.PutRaw("current", Frame(ConfigJson("current", "9", {{"k", "kept"}})));
   host.storage.PutRaw("garbled", Frame(ConfigJson("garbled", "abc", {{"k", "old"}})));
@@ -81,6 +84,7 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   ServeConfig(host, broken, {{"k", "fixed"}});
   ServeConfig(host, garbled, {{"k", "new"}});
   ServeConfig(host, lazy, {{"k", "lazy"}});
+  host.http.Route(CdnUrl("notes-v1"), Body(CustomJson("notes", "1", "free text", "notes-v1")));
 
   ASSERT_TRUE(InitEngine(host));
   // Everything loaded at start-up is readable the moment ready is signalled.
@@ -89,11 +93,14 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   EXPECT_EQ(host.Get("high", "k"), "high");
   EXPECT_EQ(host.Get("broken", "k"), "fixed");
   EXPECT_EQ(host.Get("garbled", "k"), "new");
+  char* text = host.sdk->getCustomConfig("notes", "d");
+  EXPECT_STREQ(text, "free text");
+  host.sdk->freeConfigValue(text);
   EXPECT_TRUE(host.logger.Contains("content is broken"));
   EXPECT_TRUE(host.logger.Contains("loadCaches start load notMatchNamespaces "));
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("current")), 0u);
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy")), 0u) << "DEFAULT waits for its first read";
-  EXPECT_EQ(host.statistics.Count("config_rate", true), 4u);
+  EXPECT_EQ(host.statistics.Count("config_rate", true), 5u);
 }
 
 // An index that cannot be used clears the store once and is not kept: later
