@@ -182,16 +182,20 @@ TEST_F(UpdateRaceTest, TeardownStopsALongUpdateBetweenDownloads) {
     NamespaceSpec ns{"ns" + std::to_string(i), "1"};
     ns.loadLevel = "HIGH";
     many.push_back(ns);
+    ServeConfig(host, ns, {{"k", "v"}});
   }
-  host.http.RoutePrefix(CdnUrl("ns"), Body("{}"));
   host.http.Hold(CdnUrl("ns"));
   host.http.Route(CdnUrl("index-2"), Body(IndexJson("index-2", "2", kCdn, many)));
   ASSERT_TRUE(InitEngine(host));
 
   Notice(host, kIndexNotice);
   ASSERT_TRUE(host.http.WaitHeld(CdnUrl("ns")));
+  const std::string held = host.http.Requests().back().url;  // https://cdn.test/nsN-v1
+  const std::string name = held.substr(CdnUrl("").size(), held.size() - CdnUrl("").size() - 3);
   BeginTeardown(CdnUrl("ns"));
   FinishTeardown();
+  EXPECT_EQ(host.storage.Raw(name), Frame(ConfigJson(name, "1", {{"k", "v"}}, name + "-v1")))
+      << "the engine outlived the download in flight";
   EXPECT_LT(host.http.CountPrefix(CdnUrl("ns")), static_cast<size_t>(kNamespaces / 2));
   EXPECT_TRUE(host.storage.Has("ostrel.index")) << "what was stored before is kept";
 }

@@ -152,6 +152,7 @@ TEST_F(PosixUrlSignTest, EachWayTheLibraryFails) {
     const std::string line = ErrorLine("PosixUrlSign");
     EXPECT_EQ(0u, line.rfind(c.error, 0)) << line;
     EXPECT_EQ(c.error.empty(), line.empty()) << line;
+    EXPECT_EQ(std::string::npos, line.find("unknown error")) << "the loader's own words";
   }
   unlink(garbage.c_str());
   rmdir(scratch.c_str());
