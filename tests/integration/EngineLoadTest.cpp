@@ -138,6 +138,8 @@ TEST_F(EngineLoad, FailedDownloadsReportWhyAndAreRetried) {
   host.sdk->releaseIntercept(intercept);
   ASSERT_TRUE(host.logger.WaitFor("retryFailRequests ,finish load retryNamespaces"));
   EXPECT_TRUE(host.logger.Contains("loadIndex fail , id or version is match"));
+  // A failure still loading when the retry came is loaded by its own loader.
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", true, 4));
   for (const NamespaceSpec& ns : {down, empty, garbage, foreign}) {
     EXPECT_EQ(host.Get(ns.name, "k"), ns.name);
   }

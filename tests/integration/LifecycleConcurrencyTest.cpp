@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <set>
 #include <string>
 #include <thread>
@@ -42,6 +43,9 @@ TEST(LifecycleConcurrency, ReadsRaceInitAndTeardown) {
       }
     });
   }
+  // The rounds start once the readers are reading, however busy the machine.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (reads == 0 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
   for (int round = 0; round < 40; ++round) {
     OstrelTest::SdkHost host;
     host.Init();
