@@ -1,5 +1,5 @@
 // Namespace downloads after start-up: lazy loads, fallbacks, failures and
-// retries, candidates, and what is stored.
+// retries, candidates, reserved names, what is stored and who is told.
 #include <gtest/gtest.h>
 
 #include "EngineHost.h"
@@ -27,18 +27,30 @@ class EngineLoad : public ::testing::Test {
   SdkHost host;
 };
 
-TEST_F(EngineLoad, FirstReadAnswersTheDefaultAndLoadsOnceInTheBackground) {
+// Before ready a read or a registration is only remembered. After it, a
+// registration loads the namespace once, whatever else asks meanwhile, and
+// every listener hears of the download.
+TEST_F(EngineLoad, LazyLoadRunsOnceWhateverAsksMeanwhile) {
   NamespaceSpec lazy{"lazy", "1"};
   const std::string body = ServeConfig(host, lazy, {{"k", "v"}});
-  RecordingListener listener;
-  host.sdk->registerListener("lazy", &listener);  // before init: only remembered
-  Start({lazy});
+  host.http.Hold(CdnUrl("lazy-v1"));
+  RecordingListener early, first, during;
+  host.sdk->registerListener("lazy", &early);
   EXPECT_EQ(host.Get("lazy", "k", "d"), "d");
-  for (int i = 0; i < 50; ++i) host.Get("lazy", "k", "d");  // a read storm posts nothing more
-  ASSERT_TRUE(listener.WaitForCount(1));
-  const Notification downloaded = listener.Notifications()[0];
-  EXPECT_EQ(downloaded.version, "1");
-  EXPECT_FALSE(downloaded.fromCache);
+  EXPECT_EQ(host.http.RequestCount(), 0u);
+  Start({lazy});
+  EXPECT_EQ(host.http.RequestCount(), 0u) << "a waiting DEFAULT namespace waits for an index";
+
+  host.sdk->registerListener("lazy", &first);
+  ASSERT_TRUE(host.http.WaitHeld(CdnUrl("lazy-v1")));
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(host.Get("lazy", "k", "d"), "d");
+  host.sdk->registerListener("lazy", &during);
+  host.http.Release(CdnUrl("lazy-v1"));
+  for (RecordingListener* listener : {&early, &first, &during}) {
+    ASSERT_TRUE(listener->WaitForCount(1));
+    EXPECT_EQ(listener->Notifications()[0].version, "1");
+    EXPECT_FALSE(listener->Notifications()[0].fromCache);
+  }
   EXPECT_EQ(host.Get("lazy", "k"), "v");
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy-v1")), 1u);
   // The stored record is the document as served: digest line, then its JSON.
@@ -46,7 +58,7 @@ TEST_F(EngineLoad, FirstReadAnswersTheDefaultAndLoadsOnceInTheBackground) {
   // Counted once the document is cached, after its listeners were told.
   EXPECT_TRUE(host.statistics.WaitFor("config_rate", true, 1));
   EXPECT_EQ(host.statistics.Count("config_rate", true), 1u);
-  host.sdk->unregisterListener("lazy", &listener);
+  host.sdk->unregisterListeners("lazy");
 }
 
 TEST_F(EngineLoad, CdnFailureFallsBackToTheSignedApi) {
@@ -68,7 +80,9 @@ TEST_F(EngineLoad, CdnFailureFallsBackToTheSignedApi) {
 #endif
 }
 
-TEST_F(EngineLoad, FailedDownloadsKeepTheNamespaceWaitingAndReportWhy) {
+// A failed download reports why, stores nothing and keeps the namespace
+// waiting: an update notice that brings no new index retries it.
+TEST_F(EngineLoad, FailedDownloadsReportWhyAndAreRetried) {
   NamespaceSpec down{"down", "1"};
   NamespaceSpec empty{"empty", "1"};
   NamespaceSpec garbage{"garbage", "1"};
@@ -112,53 +126,63 @@ TEST_F(EngineLoad, FailedDownloadsKeepTheNamespaceWaitingAndReportWhy) {
   EXPECT_TRUE(host.logger.Contains("download sucessfully,but config content error"));
   EXPECT_TRUE(host.logger.Contains("content is broken!!!"));
   EXPECT_FALSE(host.storage.Has("down")) << "nothing stored for a failure";
-}
 
-// A failed namespace is retried when an update notice brings no new index.
-TEST_F(EngineLoad, FailedNamespacesAreRetriedWhenTheIndexIsUnchanged) {
-  NamespaceSpec a{"a", "1"}, b{"b", "1"}, c{"c", "1"};
-  const std::string index = IndexJson("index-1", "1", kCdn, {a, b, c});
-  host.http.RoutePrefix("http://", Failure());
-  host.http.Route(CdnUrl("index-file"), Body(index));
-  Start({a, b, c});
-  host.Get("a", "k");
-  host.Get("b", "k");
-  host.Get("c", "k");
-  ASSERT_TRUE(host.statistics.WaitFor("config_rate", false, 3));
-
-  ServeConfig(host, a, {{"k", "A"}});
-  ServeConfig(host, b, {{"k", "B"}});
-  ServeConfig(host, c, {{"k", "C"}});
+  // Each is retried when an update notice brings no new index.
+  host.http.Route(CdnUrl("index-file"),
+                  Body(IndexJson("index-1", "1", kCdn, {down, empty, garbage, tampered, foreign})));
+  for (const NamespaceSpec& ns : {down, empty, garbage, foreign}) {
+    ServeConfig(host, ns, {{"k", ns.name}});
+  }
   Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
   intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-file&protocol=https");
   host.sdk->releaseIntercept(intercept);
   ASSERT_TRUE(host.logger.WaitFor("retryFailRequests ,finish load retryNamespaces"));
   EXPECT_TRUE(host.logger.Contains("loadIndex fail , id or version is match"));
-  EXPECT_EQ(host.Get("a", "k"), "A");
-  EXPECT_EQ(host.Get("b", "k"), "B");
-  EXPECT_EQ(host.Get("c", "k"), "C");
+  // A failure still loading when the retry came is loaded by its own loader.
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", true, 4));
+  for (const NamespaceSpec& ns : {down, empty, garbage, foreign}) {
+    EXPECT_EQ(host.Get(ns.name, "k"), ns.name);
+  }
+  EXPECT_EQ(host.Get("tampered", "k", "d"), "d");
 }
 
-TEST_F(EngineLoad, MatchingCandidateReplacesTheNamespacesOwnResource) {
-  NamespaceSpec feature{"feature", "3"};
-  feature.candidates = {{"feature-beta", "", "app_ver<1.0", "8"},
-                        {"feature-acme", "", "app_ver>=1.0&m_brand=acme&did_hash=100_0-99", "9"}};
-  // The variant's document carries a version of its own; listeners hear the
-  // candidate's, whenever they register.
-  host.http.Route(CdnUrl("feature-acme"),
-                  Body(ConfigJson("feature", "4", {{"k", "acme"}}, "feature-acme")));
-  ServeConfig(host, feature, {{"k", "own"}});
-  Start({feature}, "acme");
-  RecordingListener before, after;
-  host.sdk->registerListener("feature", &before);
-  ASSERT_TRUE(before.WaitForCount(1));
-  EXPECT_EQ(host.Get("feature", "k"), "acme");
-  EXPECT_EQ(host.http.CountPrefix(CdnUrl("feature-v3")), 0u);
-  host.sdk->registerListener("feature", &after);
-  ASSERT_EQ(after.Count(), 1u);
-  EXPECT_EQ(before.Notifications()[0].version, "9");
-  EXPECT_EQ(after.Notifications()[0].version, "9");
-  host.sdk->unregisterListeners("feature");
+// The candidate the client matches replaces the namespace's own resource,
+// and listeners hear the candidate's version, whenever they register; the
+// variant's document carries a version of its own. Without a match the
+// namespace's own resource is used.
+TEST(EngineLoadCandidates, TheCandidateTheClientMatchesReplacesTheOwnResource) {
+  const struct {
+    const char* brand;
+    const char* value;
+    const char* version;
+    const char* mismatch;  // the log line of the last candidate tried in vain
+    size_t ownDownloads;
+  } kCases[] = {{"acme", "acme", "9", "match fail, key:app_ver", 0},
+                {"other-brand", "own", "3", "match fail, key:m_brand", 1}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.brand);
+    SdkHost host;
+    NamespaceSpec feature{"feature", "3"};
+    feature.candidates = {
+        {"feature-beta", "", "app_ver<1.0", "8"},
+        {"feature-acme", "", "app_ver>=1.0&m_brand=acme&did_hash=100_0-99", "9"}};
+    host.http.Route(CdnUrl("feature-acme"),
+                    Body(ConfigJson("feature", "4", {{"k", "acme"}}, "feature-acme")));
+    ServeConfig(host, feature, {{"k", "own"}});
+    StoreIndex(host, {feature});
+    ASSERT_TRUE(InitEngine(host, c.brand));
+    RecordingListener before, after;
+    host.sdk->registerListener("feature", &before);
+    ASSERT_TRUE(before.WaitForCount(1));
+    EXPECT_EQ(host.Get("feature", "k"), c.value);
+    EXPECT_EQ(host.http.CountPrefix(CdnUrl("feature-v3")), c.ownDownloads);
+    host.sdk->registerListener("feature", &after);
+    ASSERT_EQ(after.Count(), 1u);
+    EXPECT_EQ(before.Notifications()[0].version, c.version);
+    EXPECT_EQ(after.Notifications()[0].version, c.version);
+    EXPECT_TRUE(host.logger.Contains(c.mismatch));
+    host.sdk->unregisterListeners("feature");
+  }
 }
 
 // "ostrel" and "ostrel.index" belong to the library: an index that lists
@@ -190,25 +214,28 @@ TEST_F(EngineLoad, ReservedNamesInAnIndexAreNeverLoadedOrStored) {
   EXPECT_FALSE(host.storage.Has("ostrel"));
 }
 
-TEST_F(EngineLoad, WithoutAMatchingCandidateTheOwnResourceIsUsed) {
-  NamespaceSpec feature{"feature", "3"};
-  feature.candidates = {{"feature-acme", "", "m_brand=acme", "9"}};
-  ServeConfig(host, feature, {{"k", "own"}});
-  Start({feature}, "other-brand");
-  EXPECT_EQ(ReadAfterLoad("feature", "k"), "own");
-  EXPECT_TRUE(host.logger.Contains("match fail, key:m_brand"));
-}
-
-TEST_F(EngineLoad, ReadsBeforeReadyOnlyRememberTheNamespace) {
-  NamespaceSpec early{"early", "1"};
-  ServeConfig(host, early, {{"k", "v"}});
-  StoreIndex(host, {early});
-  // Not initialised: the read is remembered, nothing is posted.
-  EXPECT_EQ(host.Get("early", "k", "d"), "d");
-  EXPECT_EQ(host.http.RequestCount(), 0u);
-  ASSERT_TRUE(InitEngine(host));
-  EXPECT_EQ(host.http.RequestCount(), 0u) << "a waiting DEFAULT namespace waits for an index";
-  EXPECT_EQ(ReadAfterLoad("early", "k"), "v");
+// A listener may read, unregister itself and register others from inside its
+// call; the new value is readable there.
+TEST_F(EngineLoad, ListenersMayCallBackIntoTheLibrary) {
+  NamespaceSpec cached{"cached", "5"}, remote{"remote", "2"};
+  host.storage.PutRaw("cached", Frame(ConfigJson("cached", "5", {{"k", "v"}})));
+  ServeConfig(host, remote, {{"k", "r"}});
+  Start({cached, remote});
+  RecordingListener other, reentrant;
+  std::string seenInside;
+  reentrant.onUpdate = [&](const Notification& n) {
+    seenInside = host.Get(n.nameSpace, "k");
+    host.sdk->unregisterListener(n.nameSpace.c_str(), &reentrant);
+    host.sdk->registerListener("cached", &other);
+  };
+  host.sdk->registerListener("remote", &reentrant);
+  // other is told from inside the callback, after seenInside was written.
+  ASSERT_TRUE(other.WaitForCount(1));
+  EXPECT_TRUE(other.Notifications()[0].fromCache);
+  EXPECT_EQ(seenInside, "r");
+  // Unregistering also waits for the callback that may still be running.
+  host.sdk->unregisterListener("cached", &other);
+  host.sdk->unregisterListener("remote", &reentrant);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // Start-up: what is restored from the host's store, and what is downloaded.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "EngineHost.h"
 
 namespace OstrelTest {
@@ -27,17 +25,8 @@ TEST(EngineRestore, StoredConfigsAreServedWithoutNetwork) {
   char* text = host.sdk->getCustomConfig("notes", "d");
   EXPECT_STREQ(text, "free text");
   host.sdk->freeConfigValue(text);
-  text = host.sdk->getCustomConfig("ui", "d");
-  EXPECT_STREQ(text, R"({"color":"blue","size":"9"})");
-  host.sdk->freeConfigValue(text);
-
+  // The packed and JSON forms of a STANDARD namespace are the slot table's.
   int count = 0;
-  char* packed = host.sdk->getConfigs("ui", &count);
-  ASSERT_EQ(count, 2);
-  EXPECT_EQ(std::string(packed, std::strlen("color") + std::strlen("blue") + 2 +
-                                    std::strlen("size") + std::strlen("9") + 2),
-            std::string("color\0blue\0size\0" "9\0", 18));
-  host.sdk->freeConfigValue(packed);
   EXPECT_EQ(host.sdk->getConfigs("notes", &count), nullptr);
   EXPECT_EQ(count, 0);
 
@@ -51,7 +40,22 @@ TEST(EngineRestore, StoredConfigsAreServedWithoutNetwork) {
   EXPECT_TRUE(host.logger.Contains("loadCaches start restore configs 2"));
   EXPECT_TRUE(host.logger.Contains("loadCaches finish restore configs "));
   EXPECT_FALSE(host.logger.Contains("notMatchNamespaces"));
-  host.sdk->unregisterListener("ui", &early);
+
+  // Registered now, a listener of a cached namespace is told once, on this
+  // thread, before registerListener returns; a second registration changes
+  // nothing.
+  RecordingListener late;
+  host.sdk->registerListener("ui", &late);
+  ASSERT_EQ(late.Count(), 1u);
+  EXPECT_EQ(late.Notifications()[0].version, "3");
+  EXPECT_TRUE(late.Notifications()[0].fromCache);
+  EXPECT_TRUE(host.logger.Contains("registerListener onConfigUpdate , namespace uiversion3"));
+  host.sdk->registerListener("ui", &late);
+  EXPECT_EQ(late.Count(), 1u);
+  host.sdk->unregisterListener("ui", nullptr);
+  host.sdk->unregisterListener("unknown", &late);
+  host.sdk->unregisterListeners("unknown");
+  host.sdk->unregisterListeners("ui");
 }
 
 // Which stored namespaces start-up downloads before it declares itself
@@ -66,7 +70,10 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   broken.loadLevel = "HIGH";
   NamespaceSpec lazy{"lazy", "1"};
   NamespaceSpec garbled{"garbled", "1"};  // version "abc" stored, reads as 0
-  StoreIndex(host, {outdated, current, high, broken, lazy, garbled});
+  NamespaceSpec notes{"notes", "1"};
+  notes.loadLevel = "HIGH";
+  notes.type = "CUSTOM";
+  StoreIndex(host, {outdated, current, high, broken, lazy, garbled, notes});
   host.storage.PutRaw("outdated", Frame(ConfigJson("outdated", "9", {{"k", "old"}})));
   host.storage.PutRaw("current", Frame(ConfigJson("current", "9", {{"k", "kept"}})));
   host.storage.PutRaw("garbled", Frame(ConfigJson("garbled", "abc", {{"k", "old"}})));
@@ -77,6 +84,7 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   ServeConfig(host, broken, {{"k", "fixed"}});
   ServeConfig(host, garbled, {{"k", "new"}});
   ServeConfig(host, lazy, {{"k", "lazy"}});
+  host.http.Route(CdnUrl("notes-v1"), Body(CustomJson("notes", "1", "free text", "notes-v1")));
 
   ASSERT_TRUE(InitEngine(host));
   // Everything loaded at start-up is readable the moment ready is signalled.
@@ -85,13 +93,19 @@ TEST(EngineRestore, OutdatedAndMissingHighNamespacesAreLoadedBeforeReady) {
   EXPECT_EQ(host.Get("high", "k"), "high");
   EXPECT_EQ(host.Get("broken", "k"), "fixed");
   EXPECT_EQ(host.Get("garbled", "k"), "new");
+  char* text = host.sdk->getCustomConfig("notes", "d");
+  EXPECT_STREQ(text, "free text");
+  host.sdk->freeConfigValue(text);
   EXPECT_TRUE(host.logger.Contains("content is broken"));
   EXPECT_TRUE(host.logger.Contains("loadCaches start load notMatchNamespaces "));
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("current")), 0u);
   EXPECT_EQ(host.http.CountPrefix(CdnUrl("lazy")), 0u) << "DEFAULT waits for its first read";
-  EXPECT_EQ(host.statistics.Count("config_rate", true), 4u);
+  EXPECT_EQ(host.statistics.Count("config_rate", true), 5u);
 }
 
+// An index that cannot be used clears the store once and is not kept: later
+// requests say that no index is known, so the service answers with a whole
+// one.
 TEST(EngineRestore, UnusableStoredIndexClearsTheStoreOnce) {
   const struct {
     const char* name;
@@ -105,57 +119,56 @@ TEST(EngineRestore, UnusableStoredIndexClearsTheStoreOnce) {
       {"bad digest", "0123\n{}", "content is broken"},
   };
   for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
     SdkHost host;
     if (!c.record.empty()) host.storage.PutRaw("ostrel.index", c.record);
     host.storage.PutRaw("a", Frame(ConfigJson("a", "1", {{"k", "v"}})));
-    ASSERT_TRUE(InitEngine(host)) << c.name;
-    EXPECT_TRUE(host.logger.Contains(c.message)) << c.name;
-    EXPECT_EQ(host.storage.clearCalls, 1) << c.name;
-    EXPECT_EQ(host.Get("a", "k", "d"), "d") << c.name << ": nothing restored without an index";
+    ASSERT_TRUE(InitEngine(host));
+    EXPECT_TRUE(host.logger.Contains(c.message));
+    EXPECT_EQ(host.storage.clearCalls, 1);
+    EXPECT_EQ(host.Get("a", "k", "d"), "d") << "nothing restored without an index";
+#ifdef OSTREL_TEST_SIGN_DIR
+    host.http.Route(CdnUrl("index-2"), Failure());
+    Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
+    intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-2&protocol=https");
+    host.sdk->releaseIntercept(intercept);
+    ASSERT_TRUE(host.http.WaitForRequests(2));
+    const RecordedRequest signedRequest = host.http.Requests()[1];
+    EXPECT_EQ(signedRequest.url, SignedUrl("index-2"));
+    ASSERT_EQ(signedRequest.headers.size(), 8u);
+    EXPECT_EQ(signedRequest.headers[7], "o-user-info: app-key%7C1.0.0%7C0%7C0");
+#endif
   }
 }
 
-TEST(EngineRestore, CandidateChosenByTheClientIsRestoredAndReported) {
-  SdkHost host;
-  NamespaceSpec feature{"feature", "2"};
-  feature.candidates = {{"feature-other", "", "m_brand=other", "5"},
-                        {"feature-acme", "", "app_ver>=1.0&m_brand=acme", "7"}};
-  StoreIndex(host, {feature});
-  // Stored: the acme candidate's document (its version is older than the
-  // namespace's own, but a candidate document is never queued for that).
-  host.storage.PutRaw("feature",
-                      Frame(ConfigJson("feature", "1", {{"k", "acme"}}, "feature-acme")));
-  RecordingListener listener;
-  host.sdk->registerListener("feature", &listener);
-  ASSERT_TRUE(InitEngine(host, "acme"));
-  EXPECT_EQ(host.Get("feature", "k"), "acme");
-  ASSERT_TRUE(listener.WaitForCount(1));
-  EXPECT_EQ(listener.Notifications()[0].version, "7") << "the candidate's version";
-  EXPECT_EQ(host.http.RequestCount(), 0u);
-  host.sdk->unregisterListener("feature", &listener);
-}
-
-// A stored variant chosen under other client attributes is served at once;
-// the variant that matches the client now replaces it before ready, in both
-// directions, and stays served when that download fails.
+// A stored variant that still matches the client is served without a
+// request, reported with its candidate's version (a candidate document is
+// never queued for its own older version). One chosen under other client
+// attributes is served at once and replaced before ready by the variant
+// that matches now, in both directions; it stays served when that download
+// fails.
 TEST(EngineRestore, StoredVariantIsReplacedByTheOneMatchingTheClientNow) {
   const struct {
     const char* name;
     const char* brand;
     const char* storedResource;
     const char* storedVersion;
-    const char* fetched;
+    const char* fetched;  // null: nothing is
     bool serve;
     const char* expected;
+    const char* reported;  // the version the first notification carries
   } kCases[] = {
-      {"into a candidate", "acme", "feature-v2", "2", "feature-acme", true, "acme"},
-      {"out of a candidate", "other", "feature-acme", "7", "feature-v2", true, "own"},
-      {"download fails", "acme", "feature-v2", "2", "feature-acme", false, "stored"},
+      {"candidate kept", "acme", "feature-acme", "1", nullptr, true, "stored", "7"},
+      {"into a candidate", "acme", "feature-v2", "2", "feature-acme", true, "acme", nullptr},
+      {"out of a candidate", "other", "feature-acme", "7", "feature-v2", true, "own", nullptr},
+      {"download fails", "acme", "feature-v2", "2", "feature-acme", false, "stored", nullptr},
   };
   for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
     SdkHost host;
     NamespaceSpec feature{"feature", "2"};
-    feature.candidates = {{"feature-acme", "", "m_brand=acme", "7"}};
+    feature.candidates = {{"feature-other", "", "m_brand=other-phone", "5"},
+                          {"feature-acme", "", "app_ver>=1.0&m_brand=acme", "7"}};
     StoreIndex(host, {feature});
     host.storage.PutRaw("feature", Frame(ConfigJson("feature", c.storedVersion,
                                                     {{"k", "stored"}}, c.storedResource)));
@@ -166,32 +179,22 @@ TEST(EngineRestore, StoredVariantIsReplacedByTheOneMatchingTheClientNow) {
       host.http.Route(CdnUrl("feature-v2"),
                       Body(ConfigJson("feature", "2", {{"k", "own"}}, "feature-v2")));
     }
-    ASSERT_TRUE(InitEngine(host, c.brand)) << c.name;
-    EXPECT_EQ(host.Get("feature", "k"), c.expected) << c.name;
-    EXPECT_EQ(host.http.CountPrefix(CdnUrl(c.fetched)), 1u) << c.name;
+    RecordingListener listener;
+    host.sdk->registerListener("feature", &listener);
+    ASSERT_TRUE(InitEngine(host, c.brand));
+    EXPECT_EQ(host.Get("feature", "k"), c.expected);
+    if (c.fetched == nullptr) {
+      EXPECT_EQ(host.http.RequestCount(), 0u);
+    } else {
+      EXPECT_EQ(host.http.CountPrefix(CdnUrl(c.fetched)), 1u);
+    }
+    if (c.reported != nullptr) {
+      ASSERT_TRUE(listener.WaitForCount(1));
+      EXPECT_EQ(listener.Notifications()[0].version, c.reported);
+    }
+    host.sdk->unregisterListener("feature", &listener);
   }
 }
-
-#ifdef OSTREL_TEST_SIGN_DIR
-// A stored index that parses but fails its check is dropped whole: later
-// requests say that no index is known, so the service answers with a whole
-// one.
-TEST(EngineRestore, StoredIndexThatFailsItsCheckIsNotKept) {
-  SdkHost host;
-  host.storage.PutRaw("ostrel.index",
-                      Frame(IndexJson("i", "1", kCdn, {{"a"}}, "another-app")));
-  ASSERT_TRUE(InitEngine(host));
-  host.http.Route(CdnUrl("index-2"), Failure());
-  Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
-  intercept->OnOstrelResponse("cdn=cdn.test&md5=&resourceId=index-2&protocol=https");
-  host.sdk->releaseIntercept(intercept);
-  ASSERT_TRUE(host.http.WaitForRequests(2));
-  const RecordedRequest signedRequest = host.http.Requests()[1];
-  EXPECT_EQ(signedRequest.url, SignedUrl("index-2"));
-  ASSERT_EQ(signedRequest.headers.size(), 8u);
-  EXPECT_EQ(signedRequest.headers[7], "o-user-info: app-key%7C1.0.0%7C0%7C0");
-}
-#endif
 
 }  // namespace
 }  // namespace OstrelTest

@@ -65,20 +65,23 @@ TEST(EngineStressConcurrency, ReadersSeeOnlyWholeAndNewerDocuments) {
     }
   });
 
+  RecordingListener alpha;
+  host.sdk->registerListener("alpha", &alpha);
+  size_t seen = 0;
   Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
   const int kRounds = 25;
   for (int round = 2; round <= kRounds; ++round) {
     ServeRound(host, round);
     intercept->OnOstrelResponse(
         ("cdn=cdn.test&resourceId=index-" + std::to_string(round) + "&protocol=https").c_str());
-    // Each round waits for its own downloads, so rounds do not pile up.
-    for (int wait = 0; wait < 2000 && host.Get("alpha", "k", "0") != std::to_string(round);
-         ++wait) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    // Each round waits for its own download, so rounds do not pile up.
+    const std::string version = std::to_string(round);
+    while (alpha.WaitForCount(++seen) && alpha.Notifications()[seen - 1].version != version) {
     }
-    EXPECT_EQ(host.Get("alpha", "k", "0"), std::to_string(round));
+    EXPECT_EQ(host.Get("alpha", "k", "0"), version);
   }
   host.sdk->releaseIntercept(intercept);
+  host.sdk->unregisterListener("alpha", &alpha);
   stop = true;
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(errors, 0);

@@ -1,6 +1,6 @@
 // Shared set-up of the network tests: a capturing logger at level 0, a
-// network over a scripted client, fixed settings and clock, and a signing
-// object of the test's own.
+// network over a scripted client, fixed settings and clock, and a fixed
+// signer, or a platform signer of the test's own.
 #ifndef OSTREL_TESTS_NET_NETFIXTURE_H_
 #define OSTREL_TESTS_NET_NETFIXTURE_H_
 
@@ -10,6 +10,7 @@
 #include <string>
 
 #include "EngineHost.h"
+#include "FixedSigner.h"
 #include "ScopedLogCapture.h"
 #include "ScriptedHttpClient.h"
 #include "host/Clock.h"
@@ -36,22 +37,21 @@ class NetFixture : public LoggerFixture {
     settings.appVersion = "1.0.0";
     settings.deviceId = "device-1";
     settings.host = "api.example.test";
-#ifdef OSTREL_TEST_SIGN_DIR
-    NewSigner(OSTREL_TEST_SIGN_DIR);
-#endif
   }
 
-  // A fresh, unstarted signer that looks in folder.
+  // A fresh, unstarted platform signer that looks in folder; requests made
+  // from now on are signed by it.
   void NewSigner(const std::string& folder) {
-    signer = Ostrel::CreatePlatformSign();
-    signer->SetLibraryFolder(Widen(folder));
+    platformSigner = Ostrel::CreatePlatformSign();
+    platformSigner->SetLibraryFolder(Widen(folder));
+    signer = platformSigner.get();
   }
 
   // What a request made now is sent with: the settings as the test left them.
   Ostrel::RequestContext Context() const {
     Ostrel::RequestContext context;
     context.network = const_cast<Ostrel::NetworkManager*>(&network);
-    context.signer = signer.get();
+    context.signer = signer;
     context.settings = std::make_shared<const Ostrel::Settings>(settings);
     context.userInfo = userInfo;
     context.now = &FixedNow;
@@ -71,7 +71,9 @@ class NetFixture : public LoggerFixture {
 
   ScriptedHttpClient http;
   Ostrel::NetworkManager network;
-  std::unique_ptr<Ostrel::IOstrelSign> signer = Ostrel::CreatePlatformSign();
+  FixedSigner fixedSigner;
+  std::unique_ptr<Ostrel::IOstrelSign> platformSigner;
+  Ostrel::IOstrelSign* signer = &fixedSigner;
   Ostrel::Settings settings;
   std::string userInfo = "app-key|1.0.0|0|0";
 };

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <future>
-#include <mutex>
-#include <thread>
+#include <string>
 #include <vector>
 
 #include "NetFixture.h"
@@ -19,67 +16,33 @@ namespace OstrelTest {
 namespace {
 
 using Ostrel::HttpRequest;
-using Ostrel::NetworkManager;
-
-// Holds every Send until Open is called.
-class GatedClient : public Ostrel::IOHttpClient {
- public:
-  int Send(Ostrel::IOHttpRequest*, Ostrel::IOHttpResponse* response) override {
-    std::unique_lock<std::mutex> lock(mutex_);
-    ++entered_;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return open_; });
-    response->SetSuccess(true);
-    finished_ = true;
-    return 0;
-  }
-  bool WaitEntered() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [this] { return entered_ > 0; });
-  }
-  void Open() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    open_ = true;
-    changed_.notify_all();
-  }
-  bool finished() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return finished_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int entered_ = 0;
-  bool open_ = false;
-  bool finished_ = false;
-};
 
 class NetworkManagerConcurrencyTest : public NetFixture {};
 
 // Removing the client never holds up the host's thread; an exchange already
 // running on the old client finishes on it, and later sends see no client.
 TEST_F(NetworkManagerConcurrencyTest, RemovingTheClientDoesNotWaitForRunningSends) {
-  GatedClient gated;
-  network.SetHttpClient(&gated);
+  http.Route("held", ScriptedResponse());
+  http.Hold("held");
   auto send = std::async(std::launch::async, [this] {
     HttpRequest request;
+    request.SetUrl("held");
     return network.SendSyncHttpRequest(&request) != nullptr;
   });
-  ASSERT_TRUE(gated.WaitEntered());
+  ASSERT_TRUE(http.WaitHeld("held"));
 
-  network.SetHttpClient(nullptr);  // returns at once
-  EXPECT_FALSE(gated.finished());
+  network.SetHttpClient(nullptr);  // returns while the send is held
   HttpRequest late;
   EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&late));
 
-  gated.Open();
+  http.Release("held");
   EXPECT_TRUE(send.get());
 }
 
 #ifdef OSTREL_TEST_SIGN_DIR
 // Requests that start the signer lazily race the start-up's own start.
 TEST_F(NetworkManagerConcurrencyTest, SignedRequestsFromSeveralThreads) {
+  NewSigner(OSTREL_TEST_SIGN_DIR);
   http.RoutePrefix("https://", ScriptedResponse());
   constexpr int kThreads = 4;
   constexpr int kRequestsEach = 25;

@@ -12,34 +12,6 @@ namespace {
 using Ostrel::HttpRequest;
 using Ostrel::NetworkManager;
 
-class NetworkManagerTest : public NetFixture {
- protected:
-  std::string ManagerError() const { return ErrorLine("NetworkManager"); }
-};
-
-TEST_F(NetworkManagerTest, EachFailureGivesNullAndItsErrorLine) {
-  HttpRequest request;
-  request.SetUrl("u");
-
-  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(nullptr));
-  EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: aRequest is null error", ManagerError());
-
-  logger.Clear();
-  ScriptedResponse filledButFailed;
-  filledButFailed.returnCode = 5;
-  filledButFailed.body = "partial";
-  http.Route("u", filledButFailed);
-  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
-  EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient Send error", ManagerError());
-
-  logger.Clear();
-  network.SetHttpClient(nullptr);
-  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
-  EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient is null error",
-            ManagerError());
-  EXPECT_EQ(1u, http.RequestCount());
-}
-
 class ThrowingClient : public Ostrel::IOHttpClient {
  public:
   int Send(Ostrel::IOHttpRequest*, Ostrel::IOHttpResponse* response) override {
@@ -47,14 +19,6 @@ class ThrowingClient : public Ostrel::IOHttpClient {
     throw std::runtime_error("host failure");
   }
 };
-
-TEST_F(NetworkManagerTest, ClientThatThrowsCountsAsFailedSend) {
-  ThrowingClient client;
-  network.SetHttpClient(&client);
-  HttpRequest request;
-  EXPECT_EQ(nullptr, network.SendSyncHttpRequest(&request));
-  EXPECT_EQ("SendSyncHttpRequest|SendSyncHttpRequest: iHttpClient Send error", ManagerError());
-}
 
 // A client that removes itself from inside Send must not wait for its own
 // exchange.
@@ -70,6 +34,38 @@ class SelfRemovingClient : public Ostrel::IOHttpClient {
  private:
   NetworkManager* const network_;
 };
+
+class NetworkManagerTest : public NetFixture {};
+
+TEST_F(NetworkManagerTest, EachFailureGivesNullAndItsErrorLine) {
+  ScriptedResponse filledButFailed;
+  filledButFailed.returnCode = 5;
+  filledButFailed.body = "partial";
+  http.Route("u", filledButFailed);
+  ThrowingClient throwing;
+  HttpRequest request;
+  request.SetUrl("u");
+  const struct {
+    const char* name;
+    Ostrel::IOHttpClient* client;
+    HttpRequest* request;
+    const char* error;
+  } cases[] = {
+      {"no request", &http, nullptr, "aRequest is null error"},
+      {"send fails", &http, &request, "iHttpClient Send error"},
+      {"client throws", &throwing, &request, "iHttpClient Send error"},
+      {"no client", nullptr, &request, "iHttpClient is null error"},
+  };
+  for (const auto& c : cases) {
+    logger.Clear();
+    network.SetHttpClient(c.client);
+    EXPECT_EQ(nullptr, network.SendSyncHttpRequest(c.request)) << c.name;
+    EXPECT_EQ(std::string("SendSyncHttpRequest|SendSyncHttpRequest: ") + c.error,
+              ErrorLine("NetworkManager"))
+        << c.name;
+  }
+  EXPECT_EQ(1u, http.RequestCount());
+}
 
 TEST_F(NetworkManagerTest, ClientMayRemoveItselfDuringSend) {
   SelfRemovingClient client(&network);

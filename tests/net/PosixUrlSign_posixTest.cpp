@@ -5,12 +5,13 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 
 #include "NetFixture.h"
 #include "TestSignature.h"
-#include "api/Teardown.h"
 #include "api/EngineRoot.h"
+#include "api/Teardown.h"
 #include "net/PosixUrlSign.h"
 
 namespace OstrelTest {
@@ -24,6 +25,38 @@ std::string Expected(const char* appKey, const char* text) {
   OstrelTestSign::Signature(appKey, text, signature);
   return signature;
 }
+
+bool IsLoaded(const char* path) {
+  void* handle = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+  if (handle == nullptr) return false;
+  dlclose(handle);
+  return true;
+}
+
+// Switches the test signing library between its behaviours. It shares the
+// loaded image with the signer, as dlopen of the same path does not load a
+// second copy.
+class SigningLibraryMode {
+ public:
+  SigningLibraryMode() {
+    handle_ = dlopen(OSTREL_TEST_SIGN_DIR "/libKelsafeProxy.so", RTLD_NOW | RTLD_LOCAL);
+    if (handle_ != nullptr) {
+      setMode_ = reinterpret_cast<void (*)(int)>(dlsym(handle_, "KelsafeTestSetMode"));
+    }
+  }
+  ~SigningLibraryMode() {
+    Set(OstrelTestSign::kSign);
+    if (handle_ != nullptr) dlclose(handle_);
+  }
+  bool ok() const { return setMode_ != nullptr; }
+  void Set(int mode) {
+    if (setMode_ != nullptr) setMode_(mode);
+  }
+
+ private:
+  void* handle_ = nullptr;
+  void (*setMode_)(int) = nullptr;
+};
 
 TEST(PosixUrlSign, LibraryPathFromConfiguredDirectoryInUtf8) {
   const struct {
@@ -47,7 +80,13 @@ TEST(PosixUrlSign, LibraryPathDefaultsToTheExecutablesDirectory) {
   EXPECT_EQ(0, access((directory + "/ostrel_net_tests").c_str(), X_OK)) << directory;
 }
 
-class PosixUrlSignTest : public NetFixture {};
+class PosixUrlSignTest : public NetFixture {
+ protected:
+  void SetUp() override {
+    NetFixture::SetUp();
+    NewSigner(OSTREL_TEST_SIGN_DIR);
+  }
+};
 
 TEST_F(PosixUrlSignTest, StartsOnFirstSignAndStopsAfterRelease) {
   EXPECT_EQ(Expected("k", "/p&k"), signer->Sign("k", "/p&k"));
@@ -56,16 +95,6 @@ TEST_F(PosixUrlSignTest, StartsOnFirstSignAndStopsAfterRelease) {
   EXPECT_EQ("", signer->Sign("k", "/p&k"));
   EXPECT_TRUE(signer->Init());
   EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
-}
-
-TEST_F(PosixUrlSignTest, TheProcessSignerIsCreatedOnceAndDestroyedByTeardown) {
-  EXPECT_EQ(nullptr, OstrelSign::Peek());
-  Ostrel::IOstrelSign* process = OstrelSign::GetInstance();
-  EXPECT_EQ(process, OstrelSign::Peek());
-  EXPECT_EQ(process, OstrelSign::GetInstance());
-  OstrelSign::DestroyInstance();
-  EXPECT_EQ(nullptr, OstrelSign::Peek());
-  OstrelSign::DestroyInstance();
 }
 
 // A library that cannot be loaded costs one attempt, not one per request;
@@ -83,27 +112,69 @@ TEST_F(PosixUrlSignTest, FailedStartIsRetriedOnlyByInit) {
   EXPECT_EQ(Expected("k", "t"), signer->Sign("k", "t"));
 }
 
-bool IsLoaded(const char* path) {
-  void* handle = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
-  if (handle == nullptr) return false;
-  dlclose(handle);
-  return true;
+// Every way the library can fail gives no signature and one line saying why;
+// a signature that fills the buffer unterminated is cut to the buffer.
+TEST_F(PosixUrlSignTest, EachWayTheLibraryFails) {
+  SigningLibraryMode mode;
+  ASSERT_TRUE(mode.ok());
+  char scratchTemplate[] = "/tmp/ostrel-sign-XXXXXX";
+  const std::string scratch = mkdtemp(scratchTemplate);
+  const std::string garbage = scratch + "/libKelsafeProxy.so";
+  FILE* file = fopen(garbage.c_str(), "w");
+  ASSERT_NE(nullptr, file);
+  fputs("not a shared object", file);
+  fclose(file);
+
+  const struct {
+    const char* name;
+    std::string directory;
+    int mode;
+    std::string signature;
+    std::string error;  // the signer's line, a prefix
+  } cases[] = {
+      {"missing library", scratch + "/absent", OstrelTestSign::kSign, "",
+       "Start|Load " + scratch + "/absent/libKelsafeProxy.so error: "},
+      {"not a library", scratch, OstrelTestSign::kSign, "", "Start|Load " + garbage + " error: "},
+      {"no signing function", OSTREL_TEST_NOSYMBOL_SIGN_DIR, OstrelTestSign::kSign, "",
+       "Start|Get KelsafeUrlSign error: "},
+      {"signing fails", OSTREL_TEST_SIGN_DIR, OstrelTestSign::kFail, "",
+       "Sign|UrlSign error result:7"},
+      {"empty signature", OSTREL_TEST_SIGN_DIR, OstrelTestSign::kEmpty, "", ""},
+      {"unterminated", OSTREL_TEST_SIGN_DIR, OstrelTestSign::kUnterminated,
+       std::string(1023, 'x'), ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    logger.Clear();
+    NewSigner(c.directory);
+    mode.Set(c.mode);
+    EXPECT_EQ(c.signature, signer->Sign("k", "t"));
+    const std::string line = ErrorLine("PosixUrlSign");
+    EXPECT_EQ(0u, line.rfind(c.error, 0)) << line;
+    EXPECT_EQ(c.error.empty(), line.empty()) << line;
+    EXPECT_EQ(std::string::npos, line.find("unknown error")) << "the loader's own words";
+  }
+  unlink(garbage.c_str());
+  rmdir(scratch.c_str());
 }
 
-// Signed requests must work as soon as start-up is done, and teardown must
-// unload the library.
+// Signed requests must work as soon as start-up is done, with the process's
+// one signer, and teardown must destroy it and unload the library.
 TEST_F(PosixUrlSignTest, StartUpLoadsTheLibraryAndTeardownUnloadsIt) {
   const char* const library = OSTREL_TEST_SIGN_DIR "/libKelsafeProxy.so";
   ASSERT_FALSE(IsLoaded(library));
   settings.signLibraryPath = Widen(OSTREL_TEST_SIGN_DIR);
   ASSERT_TRUE(Ostrel::EngineRoot::Engine()->Init(settings));
   ASSERT_TRUE(logger.WaitFor("init cost "));
-  ASSERT_NE(nullptr, OstrelSign::Peek());
+  Ostrel::IOstrelSign* process = OstrelSign::Peek();
+  ASSERT_NE(nullptr, process);
+  EXPECT_EQ(process, OstrelSign::GetInstance()) << "created once";
   EXPECT_TRUE(IsLoaded(library));
 
   Ostrel::TearDownLibrary();
   EXPECT_EQ(nullptr, OstrelSign::Peek());
   EXPECT_FALSE(IsLoaded(library));
+  OstrelSign::DestroyInstance();  // once more: harmless
 }
 
 }  // namespace
