@@ -30,19 +30,25 @@ bool TaskExecutor::Post(Task task, std::string name) {
   }
   try {
     tasks_.emplace_back(std::move(task), std::move(name));
-    ++taskCount_;
+  } catch (const std::exception& e) {
+    LogError("Post", kTag, std::string("post failed: ") + e.what());
+    return false;
+  }
+  ++taskCount_;
+  try {
     if (threadCount_ < minThreads_ ||
         (taskCount_ > idleCount_ && threadCount_ < maxThreads_)) {
       StartWorkerLocked();
     }
   } catch (const std::exception& e) {
-    // Out of memory or no thread could be started: the task is not run.
-    if (!tasks_.empty() && threadCount_ == 0) {
+    LogError("Post", kTag, std::string("post failed: ") + e.what());
+    // No thread could be started. A running worker still takes the task;
+    // without one it would wait in the queue for ever, so it is taken back.
+    if (threadCount_ == 0) {
       tasks_.pop_back();
       --taskCount_;
+      return false;
     }
-    LogError("Post", kTag, std::string("post failed: ") + e.what());
-    return false;
   }
   taskAvailable_.Signal();
   return true;
