@@ -29,8 +29,9 @@ class HttpRequest : public IOHttpRequest {
 
   int GetType() const override { return type_; }
   const char* GetUrl() const override { return url_.c_str(); }
-  const char* GetBody() const override { return body_.c_str(); }
-  int64_t GetBodyLength() const override { return static_cast<int64_t>(body_.size()); }
+  // The library's requests are GETs: no body.
+  const char* GetBody() const override { return ""; }
+  int64_t GetBodyLength() const override { return 0; }
   const char* GetExtra0() const override { return extra0_.c_str(); }
   int64_t GetOption() const override { return option_; }
   void* GetOptionRef() const override;
@@ -40,8 +41,6 @@ class HttpRequest : public IOHttpRequest {
 
   void SetType(int type) { type_ = type; }
   void SetUrl(const std::string& url) { url_ = url; }
-  // Binary-safe: the host reads GetBodyLength() bytes.
-  void SetBody(const std::string& body) { body_ = body; }
 
   // Copies exactly kHeaderCount lines ("name: value"); a null entry becomes
   // an empty line. Earlier lines are replaced.
@@ -50,7 +49,6 @@ class HttpRequest : public IOHttpRequest {
  private:
   int type_ = kInitialType;
   std::string url_;
-  std::string body_;
   std::string extra0_;
   // Points into headerLines_; rebuilt whenever the lines change.
   mutable std::vector<const char*> headerPointers_;
