@@ -1,6 +1,7 @@
 // Ending a Subscription while its callback runs: from inside that callback,
-// and from another thread; ending the library from inside one is refused. Under the sanitizers a listener freed while the
-// library is still inside it shows.
+// and from another thread; ending the library from inside one is refused.
+// Under the sanitizers a listener freed while the library is still inside
+// it shows.
 #include <atomic>
 #include <thread>
 

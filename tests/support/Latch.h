@@ -11,11 +11,11 @@ namespace OstrelTest {
 
 class Latch {
  public:
+  // Notifies under the lock: a waiter that sees the latch open may destroy
+  // it at once, so nothing of it may be touched after the lock is left.
   void Open() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      open_ = true;
-    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    open_ = true;
     changed_.notify_all();
   }
   // What the opening thread wrote before Open is visible after a true return.
