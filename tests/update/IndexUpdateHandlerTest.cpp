@@ -109,6 +109,14 @@ TEST_F(IndexUpdateHandlerTest, BothFormsOfANotice) {
     EXPECT_EQ(lines[0].tag, "Ostrel.IndexUpdateHandler");
     EXPECT_EQ(lines[0].method, "ParseIndexUpdInfo");
   }
+  // Only a notice with both a CDN and a resource id names something to fetch.
+  Info info;
+  info.cdn = "a";
+  EXPECT_FALSE(info.CheckValid());
+  info.resourceId = "c";
+  EXPECT_TRUE(info.CheckValid());
+  info.cdn.clear();
+  EXPECT_FALSE(info.CheckValid());
 }
 
 TEST_F(IndexUpdateHandlerTest, TheSameIndexIsAppliedOnceInARow) {
