@@ -67,6 +67,11 @@ TEST(PosixUrlSign, LibraryPathFromConfiguredDirectoryInUtf8) {
       {L"/opt/sign/", "/opt/sign/libKelsafeProxy.so"},
       {L"/opt/\u00e9t\u00e9/\U0001F511", "/opt/\xC3\xA9t\xC3\xA9/\xF0\x9F\x94\x91/libKelsafeProxy.so"},
       {std::wstring(L"/x") + static_cast<wchar_t>(0xD800), "/x\xEF\xBF\xBD/libKelsafeProxy.so"},
+      // Each length's edges, the end of the surrogates and of Unicode.
+      {std::wstring{L'/', 0x7F, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x10FFFF, 0xDFFF, 0xE000,
+                    0x110000},
+       "/\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"
+       "\xEF\xBF\xBD\xEE\x80\x80\xEF\xBF\xBD/libKelsafeProxy.so"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.path, PosixUrlSign::LibraryPath(c.configured));
 }
