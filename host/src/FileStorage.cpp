@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "RecordFolder.h"
@@ -171,7 +172,7 @@ bool FileStorage::ReadRecords(const std::string& path, std::vector<Record>* reco
         *error = name + ": cannot be read";
         return false;
       }
-      read.push_back(record);
+      read.push_back(std::move(record));
     }
     std::sort(read.begin(), read.end());
     *records = std::move(read);

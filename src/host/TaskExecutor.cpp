@@ -41,14 +41,15 @@ bool TaskExecutor::Post(Task task, std::string name) {
       StartWorkerLocked();
     }
   } catch (const std::exception& e) {
-    LogError("Post", kTag, std::string("post failed: ") + e.what());
     // No thread could be started. A running worker still takes the task;
     // without one it would wait in the queue for ever, so it is taken back.
     if (threadCount_ == 0) {
       tasks_.pop_back();
       --taskCount_;
+      LogError("Post", kTag, std::string("post failed: ") + e.what());
       return false;
     }
+    LogError("Post", kTag, std::string("no extra worker started: ") + e.what());
   }
   taskAvailable_.Signal();
   return true;
