@@ -130,7 +130,19 @@ TEST(IndexUpdate, RefusedIndexesChangeNothing) {
   };
   StoredHost host;
   host.http.RoutePrefix("http://", Failure());  // no signed fallback
+  // "late" is listed but not stored; its first download fails, and a later
+  // retry loads it. Loaded, it waits no more: each refusal below finds
+  // nothing to retry.
+  std::vector<NamespaceSpec> listed = StoredHost::Current();
+  listed.emplace_back("late", "1");
+  StoreIndex(host, listed);
   ASSERT_TRUE(InitEngine(host));
+  EXPECT_EQ(host.Get("late", "k", "d"), "d");
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", false));
+  ServeConfig(host, listed.back(), {{"k", "late-1"}});
+  host.Notice("cdn=cdn.test&resourceId=index-gone&protocol=https");
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", true));
+  EXPECT_EQ(host.Get("late", "k"), "late-1");
   int round = 0;
   for (const auto& c : kCases) {
     const std::string resourceId = "bad-" + std::to_string(++round);
@@ -143,8 +155,7 @@ TEST(IndexUpdate, RefusedIndexesChangeNothing) {
         << c.name;
   }
   EXPECT_EQ(host.Get("change1", "k"), "change1-1");
-  EXPECT_EQ(host.storage.Raw("ostrel.index"),
-            Frame(IndexJson("index-1", "1", kCdn, StoredHost::Current())));
+  EXPECT_EQ(host.storage.Raw("ostrel.index"), Frame(IndexJson("index-1", "1", kCdn, listed)));
   EXPECT_TRUE(host.storage.Has("drop"));
   EXPECT_EQ(host.storage.clearCalls, 0);
 }
