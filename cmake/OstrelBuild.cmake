@@ -24,7 +24,9 @@ if(OSTREL_SANITIZE)
     add_compile_options(-fsanitize=${_sanitizer})
     add_link_options(-fsanitize=${_sanitizer})
   endforeach()
-  add_compile_options(-fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # Checked container indexing as well: an index one past a vector's end
+  # stays inside its capacity, where the address checks cannot see it.
+  add_compile_options(-fno-omit-frame-pointer -fno-sanitize-recover=all -D_GLIBCXX_ASSERTIONS)
 endif()
 
 if(OSTREL_BUILD_FUZZERS)
