@@ -130,10 +130,7 @@ char* OstrelConfigImpl::ReadConfig(const char* nameSpace, const char* key,
 }
 
 bool OstrelConfigImpl::forceCheckUpdate() {
-  Guarded("forceCheckUpdate", true, [] {
-    EngineRoot::Engine()->ForceCheckUpdate();
-    return true;
-  });
+  GuardedVoid("forceCheckUpdate", [] { EngineRoot::Engine()->ForceCheckUpdate(); });
   return true;
 }
 
