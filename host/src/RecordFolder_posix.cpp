@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "FolderEntry_posix.h"
 #include "RecordFolder.h"
 
 namespace OstrelHost {
@@ -91,7 +92,9 @@ bool RecordFolder::List(std::vector<std::string>* names) const {
   DIR* dir = ::opendir(native_->path.c_str());
   if (dir == nullptr) return false;
   while (const dirent* entry = ::readdir(dir)) {
-    if (entry->d_type != DT_DIR) names->push_back(entry->d_name);
+    if (!IsFolderEntry(::dirfd(dir), entry->d_name, entry->d_type)) {
+      names->push_back(entry->d_name);
+    }
   }
   ::closedir(dir);
   return true;
