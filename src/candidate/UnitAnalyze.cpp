@@ -30,8 +30,8 @@ const OperatorSlot kOperators[] = {
 };
 
 int SlotOf(const std::string& op) {
-  for (size_t i = 0; i < sizeof(kOperators) / sizeof(kOperators[0]); ++i) {
-    if (op == kOperators[i].text) return static_cast<int>(i);
+  for (const OperatorSlot& entry : kOperators) {
+    if (op == entry.text) return static_cast<int>(&entry - kOperators);
   }
   return -1;
 }

@@ -131,11 +131,9 @@ void Md5::Update(const void* data, size_t length) {
     buffered_ = 0;
   }
   const size_t wholeBlocks = length / 64;
-  if (wholeBlocks > 0) {
-    Transform(input, wholeBlocks);
-    input += wholeBlocks * 64;
-    length -= wholeBlocks * 64;
-  }
+  Transform(input, wholeBlocks);
+  input += wholeBlocks * 64;
+  length -= wholeBlocks * 64;
   if (length > 0) {
     std::memcpy(buffer_, input, length);
     buffered_ = length;
