@@ -58,11 +58,16 @@ void PassProcessBarrier() {
 
 OSTREL_FAST_TLS OSTREL_THREAD_LOCAL bool tThreadEnding = false;
 
-// Gives the thread's owned slot back when the thread ends; its counters are
-// zero then, as every section is scoped.
+// Owns the thread's slot and gives it back when the thread ends; its
+// counters are zero then, as every section is scoped. The slot is kept here
+// and not only in tReader: where __thread variables are emulated
+// (mingw-w64), their storage can be released before this destructor runs,
+// and tReader then reads as never set.
 struct SlotRelease {
+  Slot* slot = nullptr;
   ~SlotRelease() {
-    if (tReader.owned) tReader.slot->owned.store(false, std::memory_order_release);
+    if (slot != nullptr) slot->owned.store(false, std::memory_order_release);
+    slot = nullptr;
     tReader = {nullptr, false, false};
     tThreadEnding = true;
   }
@@ -82,17 +87,20 @@ Slot* AssignSlot() {
   // slot needs nothing released.
   if (tThreadEnding) return AssignSharedSlot();
   thread_local SlotRelease release;
-  (void)&release;  // constructed on first use, so that it runs at thread exit
-  for (Slot& slot : gOwnedSlots) {
-    bool expected = false;
-    if (!slot.owned.load(std::memory_order_relaxed) &&
-        slot.owned.compare_exchange_strong(expected, true, std::memory_order_acquire)) {
-      tReader = {&slot, true, ProcessBarrierAvailable()};
-      return &slot;
+  if (release.slot == nullptr) {
+    for (Slot& slot : gOwnedSlots) {
+      bool expected = false;
+      if (!slot.owned.load(std::memory_order_relaxed) &&
+          slot.owned.compare_exchange_strong(expected, true, std::memory_order_acquire)) {
+        release.slot = &slot;
+        break;
+      }
     }
+    // More threads read at once than there are owned slots.
+    if (release.slot == nullptr) return AssignSharedSlot();
   }
-  // More threads read at once than there are owned slots.
-  return AssignSharedSlot();
+  tReader = {release.slot, true, ProcessBarrierAvailable()};
+  return release.slot;
 }
 
 }  // namespace read_section_internal
