@@ -85,6 +85,10 @@ TEST(OstrelConfigImpl, ForceCheckUpdateAppliesTheIndexTheAnswerNames) {
   std::vector<std::string> urls;
   for (const RecordedRequest& request : host.http.Requests()) urls.push_back(request.url);
   EXPECT_EQ(urls, (std::vector<std::string>{checkUrl, CdnUrl("index-2"), CdnUrl("a-v2")}));
+  // The check says which index the client holds, in its URL and its identity.
+  const std::vector<std::string> headers = host.http.Requests()[0].headers;
+  ASSERT_EQ(headers.size(), 8u);
+  EXPECT_EQ(headers[7], "o-user-info: app-key%7C1.0.0%7C3%7C4");
   EXPECT_EQ(host.statistics.Count("index_rate", true), 1u);
 
   // Twelve hours have not passed: a second check only logs.
