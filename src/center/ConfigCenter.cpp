@@ -199,7 +199,9 @@ char* ConfigCenter::GetConfigObj(const std::string& nameSpace, int* count) {
   ReadSection section;
   const ConfigDO* document = FindDocument(nameSpace);
   if (document == nullptr) return nullptr;
-  if (std::string_view(document->type) != kStandard || document->content.empty()) return nullptr;
+  // A cached STANDARD document holds at least one pair: an empty one is
+  // refused before it is cached.
+  if (std::string_view(document->type) != kStandard) return nullptr;
   size_t size = 0;
   for (const auto& pair : document->content) size += pair.first.size() + pair.second.size() + 2;
   char* packed = static_cast<char*>(std::malloc(size));
