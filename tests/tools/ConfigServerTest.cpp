@@ -165,17 +165,4 @@ TEST(ConfigServer, NoticeLongPollAnswersOnPublicationAndOnStop) {
             kPolls + 2);
 }
 
-TEST(ConfigServer, RefusesToStartWithoutItsDataFolderOrAddress) {
-  TempFolder data;
-  std::vector<std::string> lines;
-  OstrelServer::ConfigServer missing(data.path() + "/missing",
-                                     [&lines](const std::string& line) { lines.push_back(line); });
-  EXPECT_FALSE(missing.Start("127.0.0.1", 0));
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].substr(24), " no data folder " + data.path() + "/missing");
-  // An address of no interface here, with a port picked and a port given.
-  for (int port : {0, 8686})
-    EXPECT_FALSE(OstrelServer::ConfigServer(data.path()).Start("203.0.113.7", port));
-}
-
 }  // namespace

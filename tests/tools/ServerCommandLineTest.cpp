@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "ConfigServer.h"
 #include "ToolsFixture.h"
 
 namespace {
@@ -65,11 +66,21 @@ TEST(ServerCommandLine, RefusesWhatItCannotUse) {
   }
 }
 
-// The program itself, as the demo script runs it: it says where it listens,
-// or why it cannot.
-TEST(ServerCommandLine, TheProgramListensOrSaysWhyItCannot) {
+// The server, and the program as the demo script runs it, say why they
+// cannot start, or where the program listens.
+TEST(ServerCommandLine, TheServerListensOrSaysWhyItCannot) {
   OstrelToolsTest::TempFolder data;
   const std::string missing = data.File("none");
+  std::vector<std::string> lines;
+  OstrelServer::ConfigServer server(missing,
+                                    [&lines](const std::string& line) { lines.push_back(line); });
+  EXPECT_FALSE(server.Start("127.0.0.1", 0));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].substr(24), " no data folder " + missing);
+  // An address of no interface here, with a port picked and a port given.
+  for (int port : {0, 8686})
+    EXPECT_FALSE(OstrelServer::ConfigServer(data.path()).Start("203.0.113.7", port));
+
   OstrelTest::ChildProcess refused(OSTREL_SERVER_PROGRAM, {"--data", missing});
   EXPECT_EQ(refused.Finish(std::chrono::seconds(10)), 1);
   EXPECT_EQ(refused.Stderr(), "ostrel-server: cannot start: no folder " + missing +
