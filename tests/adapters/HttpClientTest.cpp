@@ -24,7 +24,6 @@
 #else
 #include <curl/curl.h>
 
-#include "SdkHost.h"
 #include "ostrel_host/CurlHttpClient.h"
 #endif
 
@@ -432,29 +431,6 @@ TEST(HttpClient, PooledHandlesReuseTheirConnections) {
     for (size_t i = before; i < seen.size(); ++i) ports.insert(seen[i].peerPort);
     EXPECT_EQ(ports.size(), c.connections) << "maxIdleHandles " << c.maxIdleHandles;
   }
-}
-
-// A host that ends shuts the client down first: the library's teardown
-// then never waits for a download from a server that never answers.
-TEST(HttpClient, ShutdownFreesTheLibrarysTeardownFromASilentServer) {
-  Raw silent;
-  silent.Hold("/index-file");
-  SdkHost host;
-  Client http(Loopback(&host.logger));
-  host.sdk->setHttpClient(&http);
-  ASSERT_TRUE(host.InitAndWait(
-      [&](Ostrel::IOConfig* config) { config->setHost(silent.Authority().c_str()); }));
-  Ostrel::IOIntercept* intercept = host.sdk->getIntercept();
-  intercept->OnOstrelResponse(
-      ("cdn=" + silent.Authority() + "&resourceId=index-file&protocol=http").c_str());
-  host.sdk->releaseIntercept(intercept);
-  ASSERT_TRUE(silent.WaitForPath("/index-file")) << "a download is in flight";
-
-  const auto start = std::chrono::steady_clock::now();
-  http.Shutdown();
-  auto teardown = std::async(std::launch::async, [] { DestroyIOstrelConfig(); });
-  EXPECT_EQ(teardown.wait_until(start + std::chrono::seconds(1)), std::future_status::ready);
-  EXPECT_EQ(host.logger.Count("GET " + silent.Url("/index-file") + " failed: " + kShutDown), 1u);
 }
 #endif
 
