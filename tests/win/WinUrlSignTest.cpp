@@ -12,7 +12,6 @@
 
 #include "KelsafeDouble.h"
 #include "ScopedLogCapture.h"
-#include "net/OstrelSign.h"
 #include "net/WinUrlSign.h"
 
 namespace OstrelTest {
@@ -199,12 +198,6 @@ TEST_F(WinUrlSignTest, ReleaseRacingSignNeverUnloadsACallInProgress) {
   EXPECT_EQ(0, wrong.load());
   signer.Release();
   EXPECT_EQ(0, proxy.LiveObjects());
-}
-
-TEST(WinUrlSignPlatform, IsTheProcessWideSigner) {
-  EXPECT_NE(nullptr, dynamic_cast<WinUrlSign*>(Ostrel::OstrelSign::GetInstance()));
-  Ostrel::OstrelSign::DestroyInstance();
-  EXPECT_EQ(nullptr, Ostrel::OstrelSign::Peek());
 }
 
 }  // namespace
