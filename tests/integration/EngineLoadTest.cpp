@@ -146,6 +146,24 @@ TEST_F(EngineLoad, FailedDownloadsReportWhyAndAreRetried) {
   EXPECT_EQ(host.Get("tampered", "k", "d"), "d");
 }
 
+// A read after a failed load asks again: the lazy load that failed does not
+// leave the namespace marked as queued.
+TEST_F(EngineLoad, AReadAfterAFailedLoadAsksAgain) {
+  NamespaceSpec down{"down", "1"};
+  host.http.RoutePrefix("http://", Failure());
+  host.http.Route(CdnUrl(ResourceIdOf(down)), Failure());
+  Start({down});
+  EXPECT_EQ(host.Get("down", "k", "d"), "d");
+  ASSERT_TRUE(host.statistics.WaitFor("config_rate", false));
+  // The failed load may still be finishing: read until one more is asked.
+  bool again = false;
+  for (int i = 0; i < 100 && !again; ++i) {
+    EXPECT_EQ(host.Get("down", "k", "d"), "d");
+    again = host.statistics.WaitFor("config_rate", false, 2, std::chrono::milliseconds(20));
+  }
+  EXPECT_TRUE(again);
+}
+
 // The candidate the client matches replaces the namespace's own resource,
 // and listeners hear the candidate's version, whenever they register; the
 // variant's document carries a version of its own. Without a match the
