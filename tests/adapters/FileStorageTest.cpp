@@ -200,6 +200,12 @@ TEST_F(FileStorageTest, ReadRecordsListsTheRecordsAloneAndChangesNothing) {
   EXPECT_FALSE(std::filesystem::exists(missing));
   EXPECT_FALSE(FileStorage::ReadRecords("", &records, &error));
   EXPECT_EQ(error, "empty folder path");
+#ifndef _WIN32
+  // A record that is there but cannot be opened is an error, not an absence.
+  ASSERT_EQ(0, symlink("k-loop.rec", scratch.File("k-loop.rec").c_str()));
+  EXPECT_FALSE(FileStorage::ReadRecords(scratch.path(), &records, &error));
+  EXPECT_EQ(error, "k-loop.rec: cannot be read");
+#endif
 }
 
 #ifndef _WIN32
