@@ -2,6 +2,13 @@
 
 #include <utility>
 
+// On Windows the store is the file store, a folder: no ".db" on its name.
+#ifdef _WIN32
+#define OSTREL_CLI_DEFAULT_STORE "ostrel-cli-store"
+#else
+#define OSTREL_CLI_DEFAULT_STORE "ostrel-cli.db"
+#endif
+
 namespace OstrelCli {
 namespace {
 
@@ -64,7 +71,7 @@ bool CommandLine::Parse(const std::vector<std::string>& args, CommandLine& parse
                         std::string& error) {
   CommandLine line;
   line.session.appKey = "demo-app";
-  line.session.storePath = "ostrel-cli.db";
+  line.session.storePath = OSTREL_CLI_DEFAULT_STORE;
   std::vector<std::string> words;
   for (size_t at = 0; at < args.size(); ++at) {
     const std::string& arg = args[at];
@@ -168,7 +175,8 @@ const char* CommandLine::Usage() {
          "  --manufacturer m       attribute m_fac\n"
          "  --brand b              attribute m_brand\n"
          "  --model m              attribute m_model\n"
-         "  --store file.db        SQLite store, on Windows a folder (default ostrel-cli.db)\n"
+         "  --store path           the store: an SQLite file, on Windows the file\n"
+         "                         store's folder (default " OSTREL_CLI_DEFAULT_STORE ")\n"
          "  --sign-dir dir         folder of libKelsafeProxy.so, on Windows of\n"
          "                         KelsafePath64.dll (default: devsign/ beside ostrel-cli,\n"
          "                         else the installed ../lib/ostrel/devsign, else\n"
