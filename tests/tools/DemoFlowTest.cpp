@@ -143,7 +143,7 @@ TEST(DemoFlow, DefaultsThenDownloadsThenAPublishedChangeThenTheStoreAlone) {
     EXPECT_EQ(session.Get("ui", "theme", "light"), "green");
   }
 
-  server.Stop();
+  // The server still runs: an offline session must not ask it anything.
   options.offline = true;
   LocalSession session;
   ASSERT_TRUE(session.Start(options, error)) << error;

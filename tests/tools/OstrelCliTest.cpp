@@ -127,6 +127,8 @@ TEST(OstrelCli, ArgumentsAloneDecideTheAnswer) {
        "watch: \"86401\" is not a whole number of seconds from 1 to 86400"},
       {{"check", "now"}, "check takes no arguments"},
       {{"cache", "all"}, "cache takes no arguments"},
+      {{"--cached", "check"}, "check asks the server, which --cached rules out"},
+      {{"watch", "ui", "--cached"}, "watch asks the server, which --cached rules out"},
   };
   for (const auto& c : kCases) {
     const CliRun run = RunCli(c.args);

@@ -150,6 +150,11 @@ bool CommandLine::CheckCommand(std::string& error) {
       error = NotSeconds("watch", arguments[1], kMaxWatchSeconds);
       return false;
     }
+    // --cached promises that no request is made; these two exist to make them.
+    if (cached && (command == "check" || command == "watch")) {
+      error = command + " asks the server, which --cached rules out";
+      return false;
+    }
     return true;
   }
   error = "unknown command \"" + command + "\"";
@@ -182,7 +187,8 @@ const char* CommandLine::Usage() {
          "                         else the installed ../lib/ostrel/devsign, else\n"
          "                         ostrel-cli's folder)\n"
          "  --timeout seconds      how long to wait for the server, 1 to 3600 (default 5)\n"
-         "  --cached               no update check: only what the store holds\n"
+         "  --cached               get, dump and text: no update check, only what\n"
+         "                         the store holds\n"
          "  -v                     the library's log down to info lines\n"
          "  -h, --help             this text\n"
          "  --version              the version\n"
