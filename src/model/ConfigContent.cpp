@@ -116,15 +116,6 @@ void ConfigContent::Builder::SortEntries(ConfigContent* content) {
   entries.swap(sorted);
 }
 
-ConfigContent ConfigContent::FromMap(const std::map<std::string, std::string>& pairs) {
-  Builder builder;
-  size_t bytes = 0;
-  for (const auto& pair : pairs) bytes += pair.first.size() + pair.second.size();
-  builder.Reserve(pairs.size(), bytes);
-  for (const auto& pair : pairs) builder.Add(pair.first, pair.second);
-  return builder.Finish();
-}
-
 void ConfigContent::BuildIndex() {
   slots_.clear();
   if (entries_.empty()) return;

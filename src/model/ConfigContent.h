@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -69,8 +68,6 @@ class ConfigContent {
     const ConfigContent* content_;
     size_t index_;
   };
-
-  static ConfigContent FromMap(const std::map<std::string, std::string>& pairs);
 
   // What a lookup reads, as plain pointers into this content, so that an
   // index of documents can hold it and reach the keys without another load.

@@ -19,6 +19,12 @@ std::shared_ptr<ConfigDO> Document(const std::string& name) {
   return document;
 }
 
+ConfigContent ContentOf(const std::map<std::string, std::string>& pairs) {
+  ConfigContent::Builder builder;
+  for (const auto& pair : pairs) builder.Add(pair.first, pair.second);
+  return builder.Finish();
+}
+
 std::unique_ptr<PublishedDocuments::Map> MapOf(int count, const std::string& prefix) {
   auto map = std::make_unique<PublishedDocuments::Map>();
   for (int i = 0; i < count; ++i) {
@@ -72,10 +78,10 @@ TEST(PublishedDocuments, FindValueAnswersFromTheDocumentsContent) {
   std::map<std::string, std::string> large;
   for (int i = 0; i < 500; ++i) large["key." + std::to_string(i)] = "v" + std::to_string(i);
   (*map)["large"] = Document("large");
-  (*map)["large"]->content = ConfigContent::FromMap(large);
+  (*map)["large"]->content = ContentOf(large);
   (*map)["short"] = Document("short");
   // Short enough for the string's inline buffer, which moves with it.
-  (*map)["short"]->content = ConfigContent::FromMap({{"a", "1"}, {"", "empty key"}});
+  (*map)["short"]->content = ContentOf({{"a", "1"}, {"", "empty key"}});
   (*map)["custom"] = Document("custom");  // no key/value content
   PublishedDocuments documents;
   documents.Publish(std::move(map));
