@@ -74,13 +74,9 @@ std::shared_ptr<NamespaceDO> ConfigCenter::NextLoad(const std::shared_ptr<Namesp
     if (!tracker_.MarkLoadingOrRequestReload(current)) return nullptr;
     return current;
   }
-  if (!requested) requested = current;
-  if (!requested || Stopping()) {
-    tracker_.ClearLoading(name);
-    if (!requested) LogError("LoadConfigLazy", kTag, "loadConfigLazy fail , nameSpaceDO is null");
-    return nullptr;
-  }
-  return requested;
+  // A kept mark always comes with the descriptor asked for. When stopping,
+  // the mark is left to go with the engine.
+  return Stopping() ? nullptr : requested;
 }
 
 std::shared_ptr<ConfigDO> ConfigCenter::DownloadConfig(const std::shared_ptr<NamespaceDO>& ns) {

@@ -37,11 +37,6 @@ bool LoadTracker::FinishLoading(const std::string& nameSpace,
   return false;
 }
 
-void LoadTracker::ClearLoading(const std::string& nameSpace) {
-  MutexLock lock(&loadingMutex_);
-  loadingNamespaces_.erase(nameSpace);
-}
-
 bool LoadTracker::MarkLazyQueued(const std::string& nameSpace) {
   MutexLock lock(&queuedMutex_);
   return lazyQueued_.insert(nameSpace).second;

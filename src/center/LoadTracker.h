@@ -31,7 +31,6 @@ class LoadTracker {
   // the mark stays (with a new start time), the request is consumed, its
   // descriptor goes to *requested and the answer is true.
   bool FinishLoading(const std::string& nameSpace, std::shared_ptr<NamespaceDO>* requested);
-  void ClearLoading(const std::string& nameSpace);
 
   // At most one queued lazy load per namespace. True when nameSpace was not
   // queued and now is.
