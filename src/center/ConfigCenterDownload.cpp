@@ -164,10 +164,8 @@ void ConfigCenter::RetryFailRequests() {
     return;
   }
   const int64_t start = Clock::SteadyMillis();
-  for (const std::string& name : waiting) {
-    if (Stopping()) break;
-    LoadConfig(indexCache_.GetNamespace(name));
-  }
+  // Each load returns at once when stopping.
+  for (const std::string& name : waiting) LoadConfig(indexCache_.GetNamespace(name));
   LogInfo("RetryFailRequests", kTag,
           "retryFailRequests ,finish load retryNamespaces" +
               std::to_string(Clock::SteadyMillis() - start) + "cost(ms)");
