@@ -33,6 +33,11 @@ void ExpectAnswers(const IOCandidateCompare& compare, const std::vector<PairCase
   }
 }
 
+// What a comparator leaves alone stays false, even for equal texts.
+TEST(DefCandidateCompare, EveryOperatorAnswersFalse) {
+  ExpectAnswers(DefCandidateCompare(), {{"1.0", "1.0", "00000000"}, {"2", "1", "00000000"}});
+}
+
 TEST(StringCompare, TextEqualityAndPrefixOnly) {
   ExpectAnswers(StringCompare(), {
       {"acme", "acme", "10000010"},
